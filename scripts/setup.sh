@@ -1,0 +1,38 @@
+#!/usr/bin/env bash
+# Installs every Debian package the build, the tests and the benchmarks use.
+# Idempotent: packages already present are skipped, and apt-get update runs once
+# at most (only when something is missing).
+set -euo pipefail
+
+packages=(
+  # toolchain
+  build-essential cmake ninja-build clang libclang-rt-14-dev ccache pkg-config git
+  # test and benchmark frameworks
+  googletest libgtest-dev libgmock-dev libbenchmark-dev
+  # libraries the kernel links
+  zlib1g-dev libjpeg-dev libpng-dev libsqlite3-dev libssl-dev libcurl4-openssl-dev
+  libfftw3-dev ocl-icd-opencl-dev opencl-headers pocl-opencl-icd
+  # peers: tools and libraries the tests and benchmarks compare against
+  ffmpeg libswresample-dev sox mediainfo python3-mutagen libimage-exiftool-perl
+  libsndfile1-dev libsamplerate0-dev libsoxr-dev libyuv-dev atomicparsley
+  imagemagick libmagic-dev file
+)
+
+missing=()
+for p in "${packages[@]}"; do
+  if ! dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed"; then
+    missing+=("$p")
+  fi
+done
+
+if [ ${#missing[@]} -eq 0 ]; then
+  echo "setup: all ${#packages[@]} packages present"
+  exit 0
+fi
+
+SUDO=""
+if [ "$(id -u)" -ne 0 ]; then SUDO="sudo"; fi
+echo "setup: installing ${missing[*]}"
+export DEBIAN_FRONTEND=noninteractive
+$SUDO apt-get update -qq
+$SUDO apt-get install -y -qq --no-install-recommends "${missing[@]}"
