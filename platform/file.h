@@ -17,7 +17,9 @@ inline constexpr DWORD ERROR_ACCESS_DENIED = 5;
 inline constexpr DWORD ERROR_INVALID_HANDLE = 6;
 inline constexpr DWORD ERROR_NOT_ENOUGH_MEMORY = 8;
 inline constexpr DWORD ERROR_OUTOFMEMORY = 14;
+inline constexpr DWORD ERROR_NOT_SAME_DEVICE = 17;
 inline constexpr DWORD ERROR_WRITE_PROTECT = 19;
+inline constexpr DWORD ERROR_GEN_FAILURE = 31;
 inline constexpr DWORD ERROR_SHARING_VIOLATION = 32;
 inline constexpr DWORD ERROR_LOCK_VIOLATION = 33;
 inline constexpr DWORD ERROR_HANDLE_EOF = 38;
@@ -35,17 +37,24 @@ inline constexpr DWORD ERROR_DIR_NOT_EMPTY = 145;
 inline constexpr DWORD ERROR_BAD_EXE_FORMAT = 193;
 inline constexpr DWORD ERROR_ALREADY_EXISTS = 183;
 inline constexpr DWORD ERROR_FILENAME_EXCED_RANGE = 206;
+inline constexpr DWORD ERROR_FILE_TOO_LARGE = 223;
 inline constexpr DWORD ERROR_MORE_DATA = 234;
 inline constexpr DWORD ERROR_NO_MORE_ITEMS = 259;
 inline constexpr DWORD ERROR_DIRECTORY = 267;
 inline constexpr DWORD ERROR_NOT_OWNER = 288;
+inline constexpr DWORD ERROR_ARITHMETIC_OVERFLOW = 534;
+inline constexpr DWORD ERROR_OPERATION_ABORTED = 995;
 inline constexpr DWORD ERROR_IO_PENDING = 997;
 inline constexpr DWORD ERROR_NOACCESS = 998;
+inline constexpr DWORD ERROR_NO_UNICODE_TRANSLATION = 1113;
+inline constexpr DWORD ERROR_IO_DEVICE = 1117;
 inline constexpr DWORD ERROR_TIMEOUT = 1460;
+inline constexpr DWORD ERROR_CANT_RESOLVE_FILENAME = 1921;
 
 // Access, share, disposition and attribute words of CreateFile.
 inline constexpr DWORD GENERIC_READ = 0x80000000;
 inline constexpr DWORD GENERIC_WRITE = 0x40000000;
+inline constexpr DWORD GENERIC_ALL = 0x10000000;
 inline constexpr DWORD FILE_SHARE_READ = 1;
 inline constexpr DWORD FILE_SHARE_WRITE = 2;
 inline constexpr DWORD FILE_SHARE_DELETE = 4;
@@ -76,8 +85,27 @@ inline constexpr DWORD FILE_END = 2;
 inline constexpr DWORD MOVEFILE_REPLACE_EXISTING = 1;
 inline constexpr DWORD MOVEFILE_COPY_ALLOWED = 2;
 
-struct SECURITY_ATTRIBUTES;
-struct OVERLAPPED;
+// Accepted and ignored: POSIX descriptors carry no security descriptor, and
+// inheritance is decided by close-on-exec (always set).
+struct SECURITY_ATTRIBUTES {
+  DWORD nLength;
+  LPVOID lpSecurityDescriptor;
+  BOOL bInheritHandle;
+};
+
+// On a file handle an OVERLAPPED gives the position of one read or write
+// (pread/pwrite); the call completes synchronously and also moves the file
+// pointer past the bytes moved, as the platform does for synchronous handles.
+struct OVERLAPPED {
+  ULONG_PTR Internal;
+  ULONG_PTR InternalHigh;
+  DWORD Offset;
+  DWORD OffsetHigh;
+  HANDLE hEvent;
+};
+
+// Information level of GetFileAttributesExW.
+inline constexpr int GetFileExInfoStandard = 0;
 
 struct WIN32_FILE_ATTRIBUTE_DATA {
   DWORD dwFileAttributes;
@@ -119,6 +147,8 @@ VANE_EXPORT BOOL MoveFileExW(LPCWSTR from, LPCWSTR to, DWORD flags);
 VANE_EXPORT BOOL CopyFileW(LPCWSTR from, LPCWSTR to, BOOL failIfExists);
 VANE_EXPORT DWORD GetFileAttributesW(LPCWSTR name);
 VANE_EXPORT BOOL GetFileAttributesExW(LPCWSTR name, int infoLevel, LPVOID info);
+// Only FILE_ATTRIBUTE_READONLY has an effect (it clears the write bits).
+VANE_EXPORT BOOL SetFileAttributesW(LPCWSTR name, DWORD attributes);
 VANE_EXPORT BOOL CreateDirectoryW(LPCWSTR name, SECURITY_ATTRIBUTES* security);
 VANE_EXPORT BOOL RemoveDirectoryW(LPCWSTR name);
 VANE_EXPORT DWORD GetCurrentDirectoryW(DWORD capacity, LPWSTR buffer);

@@ -15,6 +15,16 @@ inline constexpr UINT CP_ACP = 0;       // the system ANSI code page (1252 unles
 inline constexpr UINT CP_1252 = 1252;   // Windows-1252
 inline constexpr UINT CP_LATIN1 = 28591;  // ISO-8859-1
 inline constexpr UINT CP_UTF8 = 65001;
+inline constexpr UINT CP_THREAD_ACP = 3;  // same as CP_ACP: there is one ANSI code page per process
+
+// Conversion flags. MB_ERR_INVALID_CHARS / WC_ERR_INVALID_CHARS make invalid
+// UTF-8 or unpaired surrogates fail with ERROR_NO_UNICODE_TRANSLATION instead
+// of becoming U+FFFD. The others are accepted and have no effect.
+inline constexpr DWORD MB_PRECOMPOSED = 0x01;
+inline constexpr DWORD MB_ERR_INVALID_CHARS = 0x08;
+inline constexpr DWORD WC_COMPOSITECHECK = 0x200;
+inline constexpr DWORD WC_NO_BEST_FIT_CHARS = 0x400;
+inline constexpr DWORD WC_ERR_INVALID_CHARS = 0x80;
 
 VANE_BEGIN_EXTERN_C
 // wcs-style helpers on UTF-16 text. Null pointers count as empty text.
@@ -32,6 +42,8 @@ VANE_EXPORT size_t ZoWcsCopy(WCHAR* dst, size_t capacity, const WCHAR* src);
 // followed by a terminator. SysStringLen is in characters.
 VANE_EXPORT BSTR SysAllocString(const OLECHAR* s);
 VANE_EXPORT BSTR SysAllocStringLen(const OLECHAR* s, UINT length);
+// A BSTR holding raw bytes (byte length may be odd); s may be null.
+VANE_EXPORT BSTR SysAllocStringByteLen(const char* s, UINT bytes);
 VANE_EXPORT void SysFreeString(BSTR s);
 VANE_EXPORT UINT SysStringLen(BSTR s);
 VANE_EXPORT UINT SysStringByteLen(BSTR s);
