@@ -37,7 +37,9 @@ namespace vane::kernel {
 // Whether the processor and OS can run AVX2 code. The feature words above
 // stop at AVX in the hardware word; vector variants beyond SSE4.2 are picked
 // with this extra test (leaf 7 and the OS's saved YMM state), and only when
-// the SSE2 bit of ZoGetCPUSupport still allows vector code at all.
+// the SSE2 bit of ZoGetCPUSupport still allows vector code at all and the
+// allowed mask still lets AVX through (so ZoDisallowCPUSupport(ZOCPU_AVX)
+// turns the wide variants off).
 VANE_EXPORT bool CpuHasAvx2();
 
 }  // namespace vane::kernel
