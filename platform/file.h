@@ -33,6 +33,7 @@ inline constexpr DWORD ERROR_INVALID_NAME = 123;
 inline constexpr DWORD ERROR_MOD_NOT_FOUND = 126;
 inline constexpr DWORD ERROR_PROC_NOT_FOUND = 127;
 inline constexpr DWORD ERROR_NEGATIVE_SEEK = 131;
+inline constexpr DWORD ERROR_SEEK_ON_DEVICE = 132;
 inline constexpr DWORD ERROR_DIR_NOT_EMPTY = 145;
 inline constexpr DWORD ERROR_NOT_LOCKED = 158;
 inline constexpr DWORD ERROR_BAD_EXE_FORMAT = 193;
@@ -124,17 +125,29 @@ VANE_EXPORT void SetLastError(DWORD error);
 VANE_EXPORT DWORD ZoErrnoToWin32(int err);
 
 // Returns INVALID_HANDLE_VALUE on failure. Share modes are accepted and not
-// enforced (POSIX has no mandatory sharing).
+// enforced (POSIX has no mandatory sharing). CREATE_ALWAYS and OPEN_ALWAYS
+// leave ERROR_ALREADY_EXISTS as last error when the file was there, 0 when
+// created. A directory is refused with ERROR_ACCESS_DENIED; a missing folder
+// on the way gives ERROR_PATH_NOT_FOUND, a missing file ERROR_FILE_NOT_FOUND.
 VANE_EXPORT HANDLE CreateFileW(LPCWSTR name, DWORD access, DWORD share, SECURITY_ATTRIBUTES* security,
                                DWORD disposition, DWORD flagsAndAttributes, HANDLE templateFile);
 VANE_EXPORT HANDLE CreateFileA(LPCSTR utf8Name, DWORD access, DWORD share, SECURITY_ATTRIBUTES* security,
                                DWORD disposition, DWORD flagsAndAttributes, HANDLE templateFile);
 // Closes file, mapping, event, mutex and module handles alike.
 VANE_EXPORT BOOL CloseHandle(HANDLE handle);
+// ReadFile reads until toRead bytes or the end: fewer bytes only at the end
+// of the file, and a read at the end succeeds with 0 bytes (with an
+// OVERLAPPED it fails with ERROR_HANDLE_EOF instead, as the platform's does).
 VANE_EXPORT BOOL ReadFile(HANDLE file, LPVOID buffer, DWORD toRead, DWORD* read, OVERLAPPED* overlapped);
+// WriteFile writes everything or fails (ERROR_DISK_FULL, ...) with the bytes
+// that did reach the file in *written.
 VANE_EXPORT BOOL WriteFile(HANDLE file, LPCVOID buffer, DWORD toWrite, DWORD* written, OVERLAPPED* overlapped);
 // Returns the new low 32 bits (and the high part through highPart), or
-// INVALID_SET_FILE_POINTER with the last error set.
+// INVALID_SET_FILE_POINTER with the last error set. Without highPart the
+// distance is a signed 32-bit value and the new position must fit in 32
+// bits; with it the distance is the 64-bit value highPart:distance. A move
+// before the start fails with ERROR_NEGATIVE_SEEK and leaves the pointer.
+// When the new low part happens to be 0xFFFFFFFF the last error is 0.
 VANE_EXPORT DWORD SetFilePointer(HANDLE file, LONG distance, LONG* highPart, DWORD method);
 VANE_EXPORT BOOL SetFilePointerEx(HANDLE file, LARGE_INTEGER distance, LARGE_INTEGER* newPosition, DWORD method);
 VANE_EXPORT DWORD GetFileSize(HANDLE file, DWORD* highPart);
@@ -143,8 +156,14 @@ VANE_EXPORT BOOL SetEndOfFile(HANDLE file);
 VANE_EXPORT BOOL FlushFileBuffers(HANDLE file);
 VANE_EXPORT BOOL GetFileTime(HANDLE file, FILETIME* creation, FILETIME* access, FILETIME* write);
 VANE_EXPORT BOOL SetFileTime(HANDLE file, const FILETIME* creation, const FILETIME* access, const FILETIME* write);
+// A read-only file (see SetFileAttributesW) is not deleted: ERROR_ACCESS_DENIED.
 VANE_EXPORT BOOL DeleteFileW(LPCWSTR name);
+// Without MOVEFILE_REPLACE_EXISTING an existing target fails with
+// ERROR_ALREADY_EXISTS; across file systems MOVEFILE_COPY_ALLOWED copies.
 VANE_EXPORT BOOL MoveFileExW(LPCWSTR from, LPCWSTR to, DWORD flags);
+// Copies data, mode and last write time. The copy is written beside the
+// target and renamed over it, so an existing target stays intact until the
+// copy is complete; copying a file onto itself fails (ERROR_SHARING_VIOLATION).
 VANE_EXPORT BOOL CopyFileW(LPCWSTR from, LPCWSTR to, BOOL failIfExists);
 VANE_EXPORT DWORD GetFileAttributesW(LPCWSTR name);
 VANE_EXPORT BOOL GetFileAttributesExW(LPCWSTR name, int infoLevel, LPVOID info);

@@ -50,6 +50,7 @@ constexpr ErrnoRow kErrnoRows[] = {
     {ENXIO, ERROR_FILE_NOT_FOUND},
     {ENODEV, ERROR_FILE_NOT_FOUND},
     {EOVERFLOW, ERROR_ARITHMETIC_OVERFLOW},
+    {ESPIPE, ERROR_SEEK_ON_DEVICE},
 };
 
 }  // namespace
