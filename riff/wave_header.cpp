@@ -1,0 +1,496 @@
+// SPDX-License-Identifier: MIT
+#include "riff/wave_header.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+#include <vector>
+
+#include "platform/file.h"
+#include "riff/aiff.h"
+#include "riff/detail/file_access.h"
+#include "riff/riff_api.h"
+
+using namespace vane::riff;
+
+namespace vane::riff {
+
+HRESULT CheckWriterFormat(const WAVEFORMATEX& f, bool checkCbSize) {
+  if (checkCbSize && f.cbSize != 0) return ZOERR_UNSUPPORTED_MEDIATYPE;
+  if (f.wFormatTag == WAVE_FORMAT_PCM &&
+      (f.wBitsPerSample == 20 || f.nBlockAlign != f.nChannels * (f.wBitsPerSample >> 3)))
+    return ZOERR_UNSUPPORTED_MEDIATYPE;
+  return S_OK;
+}
+
+bool IsUncompressed(const BYTE* body, size_t size) {
+  if (size < 2) return false;
+  const WORD tag = WORD(body[0] | body[1] << 8);
+  if (tag == WAVE_FORMAT_PCM || tag == WAVE_FORMAT_IEEE_FLOAT) return true;
+  if (tag == WAVE_FORMAT_EXTENSIBLE && size >= sizeof(WAVEFORMATEXTENSIBLE)) {
+    GUID sub;
+    std::memcpy(&sub, body + offsetof(WAVEFORMATEXTENSIBLE, SubFormat), 16);
+    return sub == KSDATAFORMAT_SUBTYPE_PCM || sub == KSDATAFORMAT_SUBTYPE_IEEE_FLOAT;
+  }
+  return false;
+}
+
+}  // namespace vane::riff
+
+namespace {
+
+// Closes a handle opened here.
+class OwnedFile {
+ public:
+  explicit OwnedFile(HANDLE h) : m_h(h) {}
+  ~OwnedFile() {
+    if (ok()) CloseHandle(m_h);
+  }
+  OwnedFile(const OwnedFile&) = delete;
+  OwnedFile& operator=(const OwnedFile&) = delete;
+  bool ok() const { return m_h != INVALID_HANDLE_VALUE && m_h != nullptr; }
+  HANDLE get() const { return m_h; }
+
+ private:
+  HANDLE m_h;
+};
+
+HANDLE OpenRead(LPCWSTR name) {
+  return CreateFileW(name, GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
+}
+
+DWORD Disposition(DWORD mode) {
+  if (mode == 3) return TRUNCATE_EXISTING;
+  if (mode == 4) return CREATE_ALWAYS;
+  return mode;
+}
+
+HANDLE OpenCreate(LPCWSTR name, DWORD mode) {
+  return CreateFileW(name, GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ, nullptr, Disposition(mode),
+                     FILE_ATTRIBUTE_NORMAL, nullptr);
+}
+
+// The 18-byte record as written: cbSize always 0.
+WAVEFORMATEX Written(const WAVEFORMATEX& f) {
+  WAVEFORMATEX w = f;
+  w.cbSize = 0;
+  return w;
+}
+
+HRESULT WriteZeros(HANDLE file, std::uint64_t count) {
+  static const BYTE zeros[1024] = {};
+  while (count) {
+    const DWORD n = DWORD(std::min<std::uint64_t>(count, sizeof zeros));
+    if (!FileWriteExact(file, zeros, n)) return ZOERR_FILE_WRITE;
+    count -= n;
+  }
+  return S_OK;
+}
+
+// The Wave probe of ZoGetFileWfx; the position is restored by the caller.
+WAVEFORMATEX* ProbeWave(HANDLE file, std::int64_t fileSize, ULONGLONG* samples, ULONGLONG* offset) {
+  if (!FileSeek(file, 0, FILE_BEGIN)) return nullptr;
+  DWORD r = 0, form = 0, fmtSize = 0, dataSize = 0;
+  if (FAILED(riff_ReadFileID(file, &r, &form)) || form != kFourCC_WAVE) return nullptr;
+  if (FAILED(riff_FindChunkHeader(file, kFourCC_fmt, &fmtSize, &r))) return nullptr;
+  if (fmtSize < 14 || std::int64_t(fmtSize) > fileSize) return nullptr;
+  const size_t alloc = std::max<size_t>(fmtSize, sizeof(WAVEFORMATEX));
+  BYTE* body = static_cast<BYTE*>(std::calloc(1, alloc));
+  if (!body) return nullptr;
+  if (FAILED(riff_ReadData(file, body, fmtSize)) || !IsUncompressed(body, fmtSize)) {
+    std::free(body);
+    return nullptr;
+  }
+  r = r >= (fmtSize + (fmtSize & 1)) ? r - (fmtSize + (fmtSize & 1)) : 0;
+  if (FAILED(riff_FindChunkHeader(file, kFourCC_data, &dataSize, &r))) {
+    std::free(body);
+    return nullptr;
+  }
+  std::int64_t at = 0;
+  FileTell(file, &at);
+  auto* wfx = reinterpret_cast<WAVEFORMATEX*>(body);
+  ZoAudio_FixBadWfx(wfx);
+  if (samples) *samples = wfx->nBlockAlign ? dataSize / wfx->nBlockAlign : 0;
+  if (offset) *offset = ULONGLONG(at);
+  return wfx;
+}
+
+WAVEFORMATEX* ProbeWave64(HANDLE file, ULONGLONG* samples, ULONGLONG* offset) {
+  if (!FileSeek(file, 0, FILE_BEGIN)) return nullptr;
+  ULONGLONG total = 0, fmtSize = 0, dataSize = 0;
+  GUID form = GUID_NULL;
+  if (FAILED(riff64_ReadFileID(file, &total, &form)) || form != kW64_wave) return nullptr;
+  LONGLONG r = LONGLONG(total);
+  if (FAILED(riff64_FindChunkHeader(file, &kW64_fmt, &fmtSize, &r))) return nullptr;
+  if (fmtSize < 14 || fmtSize > 4096) return nullptr;
+  const size_t alloc = std::max<size_t>(size_t(fmtSize), sizeof(WAVEFORMATEX));
+  BYTE* body = static_cast<BYTE*>(std::calloc(1, alloc));
+  if (!body) return nullptr;
+  if (FAILED(riff64_ReadData(file, body, DWORD(fmtSize))) || !IsUncompressed(body, size_t(fmtSize))) {
+    std::free(body);
+    return nullptr;
+  }
+  r -= LONGLONG((fmtSize + 7) & ~7ULL);
+  if (FAILED(riff64_FindChunkHeader(file, &kW64_data, &dataSize, &r))) {
+    std::free(body);
+    return nullptr;
+  }
+  std::int64_t at = 0;
+  FileTell(file, &at);
+  auto* wfx = reinterpret_cast<WAVEFORMATEX*>(body);
+  ZoAudio_FixBadWfx(wfx);
+  if (samples) *samples = wfx->nBlockAlign ? dataSize / wfx->nBlockAlign : 0;
+  if (offset) *offset = ULONGLONG(at);
+  return wfx;
+}
+
+WAVEFORMATEX* ProbeAiff(HANDLE file, ULONGLONG* samples, ULONGLONG* offset) {
+  WAVEFORMATEX f;
+  DWORD frames = 0;
+  BOOL compressed = FALSE;
+  if (FAILED(iff_GetAIFFWfx(file, &f, &frames, nullptr, &compressed)) || compressed) return nullptr;
+  auto* wfx = static_cast<WAVEFORMATEX*>(std::calloc(1, sizeof(WAVEFORMATEX)));
+  if (!wfx) return nullptr;
+  *wfx = f;
+  ZoAudio_FixBadWfx(wfx);
+  if (samples) *samples = frames;
+  if (offset) *offset = 0;
+  return wfx;
+}
+
+// Fixes each field that reads as nonsense from the hints.
+WAVEFORMATEX RepairRecord(WAVEFORMATEX f, const WAVEFORMATEX& hint) {
+  if (f.nSamplesPerSec < 2000 || f.nSamplesPerSec > 192000) f.nSamplesPerSec = hint.nSamplesPerSec;
+  if (f.nChannels != 1 && f.nChannels != 2) f.nChannels = hint.nChannels;
+  if (f.wFormatTag != WAVE_FORMAT_PCM && f.wFormatTag != WAVE_FORMAT_IEEE_FLOAT) f.wFormatTag = hint.wFormatTag;
+  const WORD b = f.wBitsPerSample;
+  if (f.wFormatTag == WAVE_FORMAT_IEEE_FLOAT) {
+    if (b != 32 && b != 64) f.wBitsPerSample = hint.wBitsPerSample > 32 ? 64 : 32;
+  } else if (b != 8 && b != 16 && b != 24 && b != 32) {
+    f.wBitsPerSample = std::min<WORD>(hint.wBitsPerSample, 32);
+  }
+  f.nBlockAlign = WORD((f.wBitsPerSample >> 3) * f.nChannels);
+  f.nAvgBytesPerSec = DWORD(f.nBlockAlign) * f.nSamplesPerSec;
+  f.cbSize = 0;
+  return f;
+}
+
+WAVEFORMATEX DefaultHints() {
+  WAVEFORMATEX h{};
+  h.wFormatTag = WAVE_FORMAT_PCM;
+  h.nChannels = 2;
+  h.nSamplesPerSec = 44100;
+  h.wBitsPerSample = 16;
+  h.nBlockAlign = 4;
+  h.nAvgBytesPerSec = 176400;
+  return h;
+}
+
+// Scans from `from` for a marker of `len` bytes in 4096-byte blocks that
+// overlap by `len`. Gives the offset of the first hit, or `limit` when the
+// scan reaches the limit without one; a block that ends short of the limit
+// (the file ended) is "not found".
+HRESULT ScanFor(HANDLE file, std::int64_t from, std::int64_t limit, const void* marker, DWORD len,
+                std::int64_t* hit) {
+  std::vector<BYTE> block(4096);
+  std::int64_t at = from;
+  for (;;) {
+    if (at >= limit) {
+      *hit = limit;
+      return S_FALSE;
+    }
+    DWORD got = 0;
+    if (!FileSeek(file, at, FILE_BEGIN) || !FileRead(file, block.data(), 4096, &got)) return ZOERR_FILE_READ;
+    for (DWORD i = 0; i + len <= got; ++i) {
+      if (std::memcmp(block.data() + i, marker, len) == 0) {
+        *hit = at + i;
+        return S_OK;
+      }
+    }
+    if (at + std::int64_t(got) >= limit) {
+      *hit = limit;
+      return S_FALSE;
+    }
+    if (got < 4096) return ZOERR_NOT_FOUND;
+    at += 4096 - len;
+  }
+}
+
+bool StartsRf64(HANDLE file) {
+  BYTE h[4] = {};
+  if (!FileSeek(file, 0, FILE_BEGIN) || !FileReadExact(file, h, 4)) return false;
+  return std::memcmp(h, "RF64", 4) == 0 || std::memcmp(h, "BW64", 4) == 0;
+}
+
+}  // namespace
+
+BOOL ZoAudio_FixBadWfx(WAVEFORMATEX* f) {
+  if (!f || f->wFormatTag != WAVE_FORMAT_PCM) return FALSE;
+  bool changed = false;
+  if (f->wBitsPerSample == 20) {
+    f->wBitsPerSample = 24;
+    changed = true;
+  }
+  const WORD align = WORD((f->wBitsPerSample >> 3) * f->nChannels);
+  if (f->nBlockAlign != align) {
+    f->nBlockAlign = align;
+    changed = true;
+  }
+  return changed;
+}
+
+BOOL ZoFileIsWave(LPCWSTR name, BOOL allowCompressed) {
+  OwnedFile f(OpenRead(name));
+  if (!f.ok()) return FALSE;
+  DWORD r = 0, form = 0, sz = 0;
+  if (FAILED(riff_ReadFileID(f.get(), &r, &form)) || form != kFourCC_WAVE) return FALSE;
+  if (FAILED(riff_FindChunkHeader(f.get(), kFourCC_fmt, &sz, &r)) || sz < 2 || sz > 0x10000) return FALSE;
+  std::vector<BYTE> body(sz);
+  if (FAILED(riff_ReadData(f.get(), body.data(), sz))) return FALSE;
+  return allowCompressed || IsUncompressed(body.data(), body.size());
+}
+
+BOOL ZoFileIsWave64(LPCWSTR name, BOOL allowCompressed) {
+  OwnedFile f(OpenRead(name));
+  if (!f.ok()) return FALSE;
+  ULONGLONG total = 0, sz = 0;
+  GUID form = GUID_NULL;
+  if (FAILED(riff64_ReadFileID(f.get(), &total, &form)) || form != kW64_wave) return FALSE;
+  LONGLONG r = LONGLONG(total);
+  if (FAILED(riff64_FindChunkHeader(f.get(), &kW64_fmt, &sz, &r)) || sz < 18 || sz > 0x10000) return FALSE;
+  std::vector<BYTE> body(static_cast<size_t>(sz));
+  if (FAILED(riff64_ReadData(f.get(), body.data(), DWORD(sz)))) return FALSE;
+  return allowCompressed || IsUncompressed(body.data(), body.size());
+}
+
+BOOL ZoFileIsAiff(LPCWSTR name) {
+  OwnedFile f(OpenRead(name));
+  return f.ok() && iff_IsAIFFFile(f.get());
+}
+
+WAVEFORMATEX* ZoGetFileWfx(LPCWSTR name, ULONGLONG* sampleCount, ULONGLONG* dataOffset) {
+  OwnedFile f(OpenRead(name));
+  if (!f.ok()) return nullptr;
+  std::int64_t size = 0;
+  if (!FileSize(f.get(), &size)) return nullptr;
+  ULONGLONG samples = 0, offset = 0;
+  WAVEFORMATEX* wfx = ProbeWave(f.get(), size, &samples, &offset);
+  if (!wfx) wfx = ProbeWave64(f.get(), &samples, &offset);
+  if (!wfx) wfx = ProbeAiff(f.get(), &samples, &offset);
+  FileSeek(f.get(), 0, FILE_BEGIN);
+  if (wfx) {
+    if (sampleCount) *sampleCount = samples;
+    if (dataOffset) *dataOffset = offset;
+  }
+  return wfx;
+}
+
+HRESULT ZoSetFileWfx(LPCWSTR name, const WAVEFORMATEX* format) {
+  if (!format) return E_POINTER;
+  VANE_RETURN_IF_FAILED(CheckWriterFormat(*format, false));
+  OwnedFile f(CreateFileW(name, GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ, nullptr, OPEN_EXISTING,
+                          FILE_ATTRIBUTE_NORMAL, nullptr));
+  if (!f.ok()) return ZOERR_FILE_OPEN;
+  std::int64_t size = 0;
+  FileSize(f.get(), &size);
+  if (WAVEFORMATEX* probe = ProbeWave(f.get(), size, nullptr, nullptr)) {
+    std::free(probe);
+    // A fresh chunk behind the form: the first chunk's 26 bytes are replaced.
+    const WAVEFORMATEX w = Written(*format);
+    if (!FileSeek(f.get(), 12, FILE_BEGIN)) return ZOERR_FILE_WRITE;
+    return riff_WriteChunk(f.get(), kFourCC_fmt, &w, sizeof w, nullptr);
+  }
+  WAVEFORMATEX old;
+  DWORD frames = 0;
+  LONGLONG comm = 0;
+  VANE_RETURN_IF_FAILED(iff_GetAIFFWfx(f.get(), &old, &frames, &comm, nullptr));
+  if (format->wFormatTag != WAVE_FORMAT_PCM) return ZOERR_UNSUPPORTED_FORMAT;
+  BYTE b[18];
+  b[0] = BYTE(format->nChannels >> 8);
+  b[1] = BYTE(format->nChannels);
+  for (int i = 0; i < 4; ++i) b[2 + i] = BYTE(frames >> (24 - 8 * i));
+  b[6] = BYTE(format->wBitsPerSample >> 8);
+  b[7] = BYTE(format->wBitsPerSample);
+  aiff_CreateRate(format->nSamplesPerSec, b + 8);
+  if (!FileSeek(f.get(), comm, FILE_BEGIN) || !FileWriteExact(f.get(), b, 18)) return ZOERR_FILE_WRITE;
+  return S_OK;
+}
+
+HRESULT ZoInitializeWav(LPCWSTR name, const WAVEFORMATEX* format, DWORD mode) {
+  if (!format) return E_POINTER;
+  VANE_RETURN_IF_FAILED(CheckWriterFormat(*format));
+  OwnedFile f(OpenCreate(name, mode));
+  if (!f.ok()) return ZOERR_FILE_OPEN;
+  const WAVEFORMATEX w = Written(*format);
+  VANE_RETURN_IF_FAILED(riff_WriteFileID(f.get(), kFourCC_WAVE, 38));
+  VANE_RETURN_IF_FAILED(riff_WriteChunk(f.get(), kFourCC_fmt, &w, sizeof w, nullptr));
+  return riff_WriteChunkHeader(f.get(), kFourCC_data, 0);
+}
+
+HRESULT ZoInitializeWav64(LPCWSTR name, const WAVEFORMATEX* format, DWORD mode) {
+  if (!format) return E_POINTER;
+  VANE_RETURN_IF_FAILED(CheckWriterFormat(*format));
+  OwnedFile f(OpenCreate(name, mode));
+  if (!f.ok()) return ZOERR_FILE_OPEN;
+  const WAVEFORMATEX w = Written(*format);
+  // Stored size 130, 18 more than written; the first size update corrects it.
+  VANE_RETURN_IF_FAILED(riff64_WriteFileID(f.get(), &kW64_wave, 106));
+  VANE_RETURN_IF_FAILED(riff64_WriteChunk(f.get(), &kW64_fmt, &w, sizeof w, nullptr));
+  return riff64_WriteChunkHeader(f.get(), &kW64_data, 0);
+}
+
+HRESULT ZoInitializeWavWithJunk(LPCWSTR name, const WAVEFORMATEX* format, DWORD mode, DWORD headerSize) {
+  if (!format) return E_POINTER;
+  VANE_RETURN_IF_FAILED(CheckWriterFormat(*format));
+  const std::uint64_t h = std::uint64_t(headerSize) + (headerSize & 1);
+  if (h < 54 || h > 0xFFFFFFF0ULL) return E_INVALIDARG;
+  const DWORD s = DWORD(h - 8);
+  OwnedFile f(OpenCreate(name, mode));
+  if (!f.ok()) return ZOERR_FILE_OPEN;
+  const WAVEFORMATEX w = Written(*format);
+  VANE_RETURN_IF_FAILED(riff_WriteFileID(f.get(), kFourCC_WAVE, s));
+  VANE_RETURN_IF_FAILED(riff_WriteChunk(f.get(), kFourCC_fmt, &w, sizeof w, nullptr));
+  VANE_RETURN_IF_FAILED(riff_WriteChunkHeader(f.get(), kFourCC_JUNK, s - 46));
+  VANE_RETURN_IF_FAILED(WriteZeros(f.get(), s - 46));
+  return riff_WriteChunkHeader(f.get(), kFourCC_data, 0);
+}
+
+HRESULT ZoInitializeWav64WithJunk(LPCWSTR name, const WAVEFORMATEX* format, DWORD mode, ULONGLONG headerSize) {
+  if (!format) return E_POINTER;
+  VANE_RETURN_IF_FAILED(CheckWriterFormat(*format));
+  if (headerSize > (1ULL << 40)) return E_INVALIDARG;
+  const ULONGLONG h = (headerSize + 7) & ~7ULL;
+  if (h < 136) return E_INVALIDARG;
+  OwnedFile f(OpenCreate(name, mode));
+  if (!f.ok()) return ZOERR_FILE_OPEN;
+  const WAVEFORMATEX w = Written(*format);
+  VANE_RETURN_IF_FAILED(riff64_WriteFileID(f.get(), &kW64_wave, h));
+  VANE_RETURN_IF_FAILED(riff64_WriteChunk(f.get(), &kW64_fmt, &w, sizeof w, nullptr));
+  VANE_RETURN_IF_FAILED(riff64_WriteChunkHeader(f.get(), &kW64_junk, h - 136));
+  VANE_RETURN_IF_FAILED(WriteZeros(f.get(), h - 136));
+  return riff64_WriteChunkHeader(f.get(), &kW64_data, 0);
+}
+
+HRESULT ZoInsertWavHeader(HANDLE file, const WAVEFORMATEX* format, DWORD dataSize, DWORD headerSize) {
+  if (!format) return E_POINTER;
+  VANE_RETURN_IF_FAILED(CheckWriterFormat(*format));
+  std::int64_t size = 0, keep = 0;
+  if (!FileSize(file, &size) || !FileTell(file, &keep)) return ZOERR_FILE_READ;
+  const DWORD h = headerSize;
+  if ((h & 1) || size < 46 || h < 46) return ZOERR_BAD_CHUNK_HEADER;
+  if (h > 46 && h < 54) return ZOERR_BAD_CHUNK_HEADER;  // no room for a JUNK header
+  const WAVEFORMATEX w = Written(*format);
+  HRESULT hr = FileSeek(file, 0, FILE_BEGIN) ? S_OK : ZOERR_FILE_WRITE;
+  if (SUCCEEDED(hr)) hr = riff_WriteFileID(file, kFourCC_WAVE, DWORD(std::uint64_t(dataSize) + h - 8));
+  if (SUCCEEDED(hr)) hr = riff_WriteChunk(file, kFourCC_fmt, &w, sizeof w, nullptr);
+  if (SUCCEEDED(hr) && h > 46) {
+    hr = riff_WriteChunkHeader(file, kFourCC_JUNK, h - 54);
+    if (SUCCEEDED(hr)) hr = WriteZeros(file, h - 54);
+  }
+  if (SUCCEEDED(hr)) hr = riff_WriteChunkHeader(file, kFourCC_data, dataSize);
+  FileSeek(file, keep, FILE_BEGIN);
+  return hr;
+}
+
+HRESULT ZoInsertW64Header(HANDLE file, const WAVEFORMATEX* format, ULONGLONG dataSize, ULONGLONG headerSize) {
+  if (!format) return E_POINTER;
+  VANE_RETURN_IF_FAILED(CheckWriterFormat(*format));
+  std::int64_t size = 0, keep = 0;
+  if (!FileSize(file, &size) || !FileTell(file, &keep)) return ZOERR_FILE_READ;
+  const ULONGLONG h = headerSize;
+  if ((h & 7) || size < 112 || h < 112 || h > (1ULL << 40)) return ZOERR_BAD_CHUNK_HEADER;
+  if (h != 112 && h - 112 < 24) return ZOERR_BAD_CHUNK_HEADER;
+  const WAVEFORMATEX w = Written(*format);
+  HRESULT hr = FileSeek(file, 0, FILE_BEGIN) ? S_OK : ZOERR_FILE_WRITE;
+  if (SUCCEEDED(hr)) hr = riff64_WriteFileID(file, &kW64_wave, dataSize + h - 24);
+  if (SUCCEEDED(hr)) hr = riff64_WriteChunk(file, &kW64_fmt, &w, sizeof w, nullptr);
+  if (SUCCEEDED(hr) && h > 112) {
+    hr = riff64_WriteChunkHeader(file, &kW64_junk, h - 136);
+    if (SUCCEEDED(hr)) hr = WriteZeros(file, h - 136);
+  }
+  if (SUCCEEDED(hr)) hr = riff64_WriteChunkHeader(file, &kW64_data, dataSize);
+  FileSeek(file, keep, FILE_BEGIN);
+  return hr;
+}
+
+HRESULT ZoFixTrashedWav(HANDLE file, const WAVEFORMATEX* hints, DWORD headerLimit) {
+  const WAVEFORMATEX hint = hints ? *hints : DefaultHints();
+  std::int64_t keep = 0, size = 0;
+  if (!FileTell(file, &keep) || !FileSize(file, &size)) return ZOERR_FILE_READ;
+  // RF64 keeps its sizes in a ds64 chunk; rewriting it as RIFF would misread it.
+  if (StartsRf64(file)) {
+    FileSeek(file, keep, FILE_BEGIN);
+    return ZOERR_UNSUPPORTED_VERSION;
+  }
+  const std::int64_t limit = std::min<std::int64_t>(headerLimit, size);
+  auto finish = [&](HRESULT hr) {
+    FileSeek(file, keep, FILE_BEGIN);
+    return hr;
+  };
+  WAVEFORMATEX rec;
+  if (!FileSeek(file, 20, FILE_BEGIN) || !FileReadExact(file, &rec, sizeof rec)) return finish(ZOERR_FILE_READ);
+  const WAVEFORMATEX fixed = RepairRecord(rec, hint);
+
+  std::int64_t start = -1;
+  DWORD r = DWORD(limit), sz = 0;
+  if (FileSeek(file, 38, FILE_BEGIN) && SUCCEEDED(riff_FindChunkHeader(file, kFourCC_data, &sz, &r))) {
+    FileTell(file, &start);
+  } else {
+    // Files whose format chunk is not 18 bytes long: walk from the first
+    // chunk as well before falling back to the byte scan.
+    r = limit > 12 ? DWORD(limit - 12) : 0;
+    if (FileSeek(file, 12, FILE_BEGIN) && SUCCEEDED(riff_FindChunkHeader(file, kFourCC_data, &sz, &r)))
+      FileTell(file, &start);
+  }
+  if (start < 0) {
+    std::int64_t hit = 0;
+    const HRESULT scan = ScanFor(file, 38, limit, "data", 4, &hit);
+    if (FAILED(scan)) return finish(scan);
+    start = scan == S_OK ? hit + 8 : hit;
+  }
+  if (start > size) start = size;
+  const std::uint64_t align = fixed.nBlockAlign ? fixed.nBlockAlign : 1;
+  std::uint64_t data = std::uint64_t(size - start) / align * align;
+  if (data > 0xFFFFFFFFULL - start) data = (0xFFFFFFFFULL - start - 8) / align * align;
+  if (start == 44) {
+    // A 16-byte format chunk ahead of the samples: rewrite it in its own size.
+    HRESULT hr = CheckWriterFormat(fixed);
+    if (SUCCEEDED(hr)) hr = FileSeek(file, 0, FILE_BEGIN) ? S_OK : ZOERR_FILE_WRITE;
+    if (SUCCEEDED(hr)) hr = riff_WriteFileID(file, kFourCC_WAVE, DWORD(data + 36));
+    if (SUCCEEDED(hr)) hr = riff_WriteChunk(file, kFourCC_fmt, &fixed, 16, nullptr);
+    if (SUCCEEDED(hr)) hr = riff_WriteChunkHeader(file, kFourCC_data, DWORD(data));
+    return finish(hr);
+  }
+  return finish(ZoInsertWavHeader(file, &fixed, DWORD(data), DWORD(start)));
+}
+
+HRESULT ZoFixTrashedW64(HANDLE file, const WAVEFORMATEX* hints, ULONGLONG headerLimit) {
+  const WAVEFORMATEX hint = hints ? *hints : DefaultHints();
+  std::int64_t keep = 0, size = 0;
+  if (!FileTell(file, &keep) || !FileSize(file, &size)) return ZOERR_FILE_READ;
+  auto finish = [&](HRESULT hr) {
+    FileSeek(file, keep, FILE_BEGIN);
+    return hr;
+  };
+  std::int64_t limit = std::int64_t(std::min<ULONGLONG>(headerLimit & ~7ULL, 1ULL << 62));
+  limit = std::min(limit, size);
+  WAVEFORMATEX rec;
+  if (!FileSeek(file, 64, FILE_BEGIN) || !FileReadExact(file, &rec, sizeof rec)) return finish(ZOERR_FILE_READ);
+  const WAVEFORMATEX fixed = RepairRecord(rec, hint);
+
+  std::int64_t start = -1;
+  LONGLONG r = limit;
+  ULONGLONG sz = 0;
+  if (FileSeek(file, 88, FILE_BEGIN) && SUCCEEDED(riff64_FindChunkHeader(file, &kW64_data, &sz, &r))) {
+    FileTell(file, &start);
+  } else {
+    std::int64_t hit = 0;
+    const HRESULT scan = ScanFor(file, 88, limit, &kW64_data, 16, &hit);
+    if (FAILED(scan)) return finish(scan);
+    start = scan == S_OK ? hit + 24 : hit;
+  }
+  if (start > size) start = size;
+  const std::uint64_t align = fixed.nBlockAlign ? fixed.nBlockAlign : 1;
+  const std::uint64_t data = std::uint64_t(size - start) / align * align;
+  return finish(ZoInsertW64Header(file, &fixed, data, ULONGLONG(start)));
+}
