@@ -1,0 +1,40 @@
+// SPDX-License-Identifier: MIT
+// The kernel's own messages by string id. The English texts are compiled in;
+// the language layer takes them over by installing a string source, and
+// early initialisation opens the source for the kernel's module.
+#pragma once
+
+#include <string>
+
+#include "platform/types.h"
+
+namespace vane::kernel {
+
+inline constexpr UINT kStrIncompatibleClient = 100;  // "%s" is the client's name
+inline constexpr UINT kStrOsTooOld = 101;
+inline constexpr UINT kStrKernelCaption = 102;
+inline constexpr UINT kStrKernelTooOld = 103;
+
+// Where the kernel's strings come from. open gives a handle for a module's
+// strings (a status, negative on failure), get a text by id (null when the id
+// is missing; the text lives as long as the handle), close ends the handle.
+struct KernelStringSource {
+  HRESULT (*open)(void** handle, HMODULE module);
+  const WCHAR* (*get)(void* handle, UINT id);
+  void (*close)(void* handle);
+};
+
+// Installs a source (null: the compiled-in English catalogue). An open handle
+// of the previous source is closed first.
+void SetKernelStringSource(const KernelStringSource* source);
+// Opens the strings for module unless a handle is open already.
+HRESULT OpenKernelStrings(HMODULE module);
+void CloseKernelStrings();
+bool KernelStringsOpen();
+// The text of an id through the open handle; empty when no handle is open or
+// the id is missing, so callers degrade to empty messages.
+std::u16string KernelString(UINT id);
+// The compiled-in English text, or null.
+const WCHAR* BuiltInKernelString(UINT id);
+
+}  // namespace vane::kernel
