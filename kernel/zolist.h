@@ -32,22 +32,22 @@ inline constexpr LONG ZOLIST_MIN_GROWSTEP = 4;
 inline constexpr LONG ZOLIST_MAX_GROWSTEP = 0x10400;
 
 struct tZOLIST {
-  LONG nItems;              // slots in use
-  DWORD nItemSize;          // bytes per slot: a pointer, or the array item size rounded up to 4
-  void* pData;              // the slot block, zero-filled beyond nItems
-  CRITICAL_SECTION lock;    // initialised only with ZOLIST_OPT_THREADSAFE
-  DWORD dwMagic;            // ZOLIST_MAGIC while alive, 0 after ZoList_Destroy
-  DWORD dwOptions;          // ZOLIST_OPT_* word
-  LONG_PTR userData;        // one word for the owner
-  LONG_PTR sortCriteria;    // last criteria given to a sort; first argument of sorted comparisons
-  DWORD dwThreadOwner;      // owning thread id; the creating thread at first
-  LONG nAllocated;          // slots in the block
-  LONG nGrowStep;           // allocation granularity in slots
-  HANDLE hPrivateHeap;      // heap for items with ZOLIST_OPT_PRIVATEHEAP
-  DWORD dwHeapAllocFlags;   // HeapAlloc/HeapReAlloc flags of a heap list (no serialisation, zeroed)
-  DWORD dwHeapFreeFlags;    // HeapFree flags of a heap list (no serialisation)
-  void* pPendingItem;       // item from ZoList_AllocItem not yet inserted
-  DWORD dwReserved;         // zero
+  LONG nItems;             // slots in use
+  DWORD nItemSize;         // bytes per slot: a pointer, or the array item size rounded up to 4
+  void* pData;             // the slot block, zero-filled beyond nItems
+  CRITICAL_SECTION lock;   // initialised only with ZOLIST_OPT_THREADSAFE
+  DWORD dwMagic;           // ZOLIST_MAGIC while alive, 0 after ZoList_Destroy
+  DWORD dwOptions;         // ZOLIST_OPT_* word
+  LONG_PTR userData;       // one word for the owner
+  LONG_PTR sortCriteria;   // last criteria given to a sort; first argument of sorted comparisons
+  DWORD dwThreadOwner;     // owning thread id; the creating thread at first
+  LONG nAllocated;         // slots in the block
+  LONG nGrowStep;          // allocation granularity in slots
+  HANDLE hPrivateHeap;     // heap for items with ZOLIST_OPT_PRIVATEHEAP
+  DWORD dwHeapAllocFlags;  // HeapAlloc/HeapReAlloc flags of a heap list (no serialisation, zeroed)
+  DWORD dwHeapFreeFlags;   // HeapFree flags of a heap list (no serialisation)
+  void* pPendingItem;      // item from ZoList_AllocItem not yet inserted
+  DWORD dwReserved;        // zero
 };
 
 // The record size callers pass to ZoList_IsList and reserve for in-place lists.
@@ -101,8 +101,8 @@ VANE_EXPORT HRESULT WINAPI ZoList_ArrayForceItemCount(tZOLIST* list, LONG count,
 VANE_EXPORT HRESULT WINAPI ZoList_MoveRange(tZOLIST* list, LONG from, LONG to, LONG count);
 // Transfers count items (negative: all) from src at srcIndex to dest at
 // destIndex (negative: the end), keeping their order. Locks dest, then src.
-VANE_EXPORT HRESULT WINAPI ZoList_MoveItemsBetweenHeapLists(tZOLIST* dest, LONG destIndex, tZOLIST* src,
-                                                            LONG srcIndex, LONG count);
+VANE_EXPORT HRESULT WINAPI ZoList_MoveItemsBetweenHeapLists(tZOLIST* dest, LONG destIndex, tZOLIST* src, LONG srcIndex,
+                                                            LONG count);
 
 // Linear and binary searches over [start, start+count); negative start is 0,
 // negative count means to the end. They answer an index or -1.

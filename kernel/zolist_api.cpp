@@ -15,11 +15,11 @@ namespace {
 
 constexpr LONG kNoIndex = -1;
 
-// Runs body under the entry guard of a live list; refusal and faults give
-// `refused`.
+// Runs body under the entry guard of a live list. A null or dead list gives
+// `invalid`; refusal by the owner rule and faults give `refused`.
 template <class R, class Body>
-R Guarded(tZOLIST* list, R refused, Body&& body) noexcept {
-  if (!ZoListIsLive(list)) return refused;
+R Guarded(tZOLIST* list, R refused, R invalid, Body&& body) noexcept {
+  if (!ZoListIsLive(list)) return invalid;
   try {
     ZoListGuard guard(*list);
     if (!guard.Entered()) return refused;
@@ -51,95 +51,93 @@ VANE_EXTERN_C HRESULT WINAPI ZoList_ConvertToInPlace(tZOLIST** list, tZOLIST* ta
 }
 
 VANE_EXTERN_C HRESULT WINAPI ZoList_InsertList(tZOLIST* list, LONG index, const void* items, LONG count) {
-  return Guarded(list, E_FAIL, [&](tZOLIST& l) { return ZoListInsertLocked(l, index, items, count); });
+  return Guarded(list, E_FAIL, E_INVALIDARG, [&](tZOLIST& l) { return ZoListInsertLocked(l, index, items, count); });
 }
 
 VANE_EXTERN_C HRESULT WINAPI ZoList_DeleteList(tZOLIST* list, LONG index, LONG count, BOOL shrink) {
-  return Guarded(list, E_FAIL, [&](tZOLIST& l) { return ZoListDeleteLocked(l, index, count, shrink != FALSE); });
+  return Guarded(list, E_FAIL, E_INVALIDARG,
+                 [&](tZOLIST& l) { return ZoListDeleteLocked(l, index, count, shrink != FALSE); });
 }
 
 VANE_EXTERN_C HRESULT WINAPI ZoList_AllocItem(tZOLIST* list, SIZE_T size, void** item) {
   if (item != nullptr) *item = nullptr;
   // The owner and the item kind are tested before the lock.
-  if (!ZoListIsLive(list) || !ZoListCallerIsAllowed(*list) || !(list->dwOptions & ZOLIST_OPT_HEAPITEMS)) {
-    return E_FAIL;
-  }
-  return Guarded(list, E_FAIL, [&](tZOLIST& l) { return ZoListAllocItemLocked(l, size, item); });
+  if (!ZoListIsLive(list)) return E_INVALIDARG;
+  if (!ZoListCallerIsAllowed(*list) || !(list->dwOptions & ZOLIST_OPT_HEAPITEMS)) return E_FAIL;
+  return Guarded(list, E_FAIL, E_INVALIDARG, [&](tZOLIST& l) { return ZoListAllocItemLocked(l, size, item); });
 }
 
 VANE_EXTERN_C HRESULT WINAPI ZoList_AllocAndInsertItem(tZOLIST* list, const void* initial, SIZE_T size, LONG index,
                                                        LONG* insertedAt) {
   if (insertedAt != nullptr) *insertedAt = kNoIndex;
-  return Guarded(list, E_FAIL,
+  return Guarded(list, E_FAIL, E_INVALIDARG,
                  [&](tZOLIST& l) { return ZoListAllocAndInsertLocked(l, initial, size, index, insertedAt); });
 }
 
 VANE_EXTERN_C HRESULT WINAPI ZoList_ReAllocItem(tZOLIST* list, LONG index, SIZE_T size) {
-  if (!ZoListIsLive(list) || !ZoListCallerIsAllowed(*list) || !(list->dwOptions & ZOLIST_OPT_HEAPITEMS)) {
-    return E_FAIL;
-  }
-  return Guarded(list, E_FAIL, [&](tZOLIST& l) { return ZoListReAllocItemLocked(l, index, size); });
+  if (!ZoListIsLive(list)) return E_INVALIDARG;
+  if (!ZoListCallerIsAllowed(*list) || !(list->dwOptions & ZOLIST_OPT_HEAPITEMS)) return E_FAIL;
+  return Guarded(list, E_FAIL, E_INVALIDARG, [&](tZOLIST& l) { return ZoListReAllocItemLocked(l, index, size); });
 }
 
 VANE_EXTERN_C SIZE_T WINAPI ZoList_AllocSize(tZOLIST* list, LONG index) {
-  return Guarded(list, SIZE_T{0}, [&](tZOLIST& l) { return ZoListAllocSizeLocked(l, index); });
+  return Guarded(list, SIZE_T{0}, SIZE_T{0}, [&](tZOLIST& l) { return ZoListAllocSizeLocked(l, index); });
 }
 
 VANE_EXTERN_C HRESULT WINAPI ZoList_GrowAllocated(tZOLIST* list, LONG slots) {
-  return Guarded(list, E_FAIL, [&](tZOLIST& l) { return ZoListGrowLocked(l, slots); });
+  return Guarded(list, E_FAIL, E_INVALIDARG, [&](tZOLIST& l) { return ZoListGrowLocked(l, slots); });
 }
 
 VANE_EXTERN_C HRESULT WINAPI ZoList_ShrinkAllocated(tZOLIST* list, LONG slots) {
-  return Guarded(list, E_FAIL, [&](tZOLIST& l) { return ZoListShrinkLocked(l, slots); });
+  return Guarded(list, E_FAIL, E_INVALIDARG, [&](tZOLIST& l) { return ZoListShrinkLocked(l, slots); });
 }
 
 VANE_EXTERN_C HRESULT WINAPI ZoList_ArrayForceItemCount(tZOLIST* list, LONG count, BOOL) {
-  if (!ZoListIsLive(list) || !ZoListCallerIsAllowed(*list) || !(list->dwOptions & ZOLIST_OPT_ARRAYITEMS)) {
-    return E_FAIL;
-  }
-  return Guarded(list, E_FAIL, [&](tZOLIST& l) { return ZoListForceItemCountLocked(l, count); });
+  if (!ZoListIsLive(list)) return E_INVALIDARG;
+  if (!ZoListCallerIsAllowed(*list) || !(list->dwOptions & ZOLIST_OPT_ARRAYITEMS)) return E_FAIL;
+  return Guarded(list, E_FAIL, E_INVALIDARG, [&](tZOLIST& l) { return ZoListForceItemCountLocked(l, count); });
 }
 
 VANE_EXTERN_C HRESULT WINAPI ZoList_MoveRange(tZOLIST* list, LONG from, LONG to, LONG count) {
   if (from < 0) return E_INVALIDARG;
-  return Guarded(list, E_FAIL, [&](tZOLIST& l) { return ZoListMoveRangeLocked(l, from, to, count); });
+  return Guarded(list, E_FAIL, E_INVALIDARG, [&](tZOLIST& l) { return ZoListMoveRangeLocked(l, from, to, count); });
 }
 
 VANE_EXTERN_C HRESULT WINAPI ZoList_MoveItemsBetweenHeapLists(tZOLIST* dest, LONG destIndex, tZOLIST* src,
                                                               LONG srcIndex, LONG count) {
-  if (!ZoListIsLive(src)) return E_FAIL;
+  if (!ZoListIsLive(src)) return E_INVALIDARG;
   // One list as both ends would shift the run under itself: ZoList_MoveRange does that job.
   if (dest == src) return E_INVALIDARG;
   // Destination first, then source.
-  return Guarded(dest, E_FAIL, [&](tZOLIST& d) {
-    return Guarded(src, E_FAIL,
+  return Guarded(dest, E_FAIL, E_INVALIDARG, [&](tZOLIST& d) {
+    return Guarded(src, E_FAIL, E_INVALIDARG,
                    [&](tZOLIST& s) { return ZoListMoveBetweenHeapListsLocked(d, destIndex, s, srcIndex, count); });
   });
 }
 
 VANE_EXTERN_C LONG WINAPI ZoList_FindItemRange(tZOLIST* list, LONG start, LONG count, const void* key,
                                                ZOLISTMATCHPROC match) {
-  return Guarded(list, kNoIndex, [&](tZOLIST& l) { return ZoListFindLocked(l, start, count, key, match); });
+  return Guarded(list, kNoIndex, kNoIndex, [&](tZOLIST& l) { return ZoListFindLocked(l, start, count, key, match); });
 }
 
 VANE_EXTERN_C LONG WINAPI ZoList_FindSpecificItemRange(tZOLIST* list, LONG start, LONG count, const void* key) {
-  return Guarded(list, kNoIndex, [&](tZOLIST& l) { return ZoListFindSpecificLocked(l, start, count, key); });
+  return Guarded(list, kNoIndex, kNoIndex, [&](tZOLIST& l) { return ZoListFindSpecificLocked(l, start, count, key); });
 }
 
 VANE_EXTERN_C LONG WINAPI ZoList_FindSortedItemRange(tZOLIST* list, const void* key, LONG start, LONG count,
                                                      ZOLISTCOMPAREPROC compare) {
-  return Guarded(list, kNoIndex,
+  return Guarded(list, kNoIndex, kNoIndex,
                  [&](tZOLIST& l) { return ZoListFindSortedLocked(l, key, start, count, compare, false); });
 }
 
 VANE_EXTERN_C LONG WINAPI ZoList_FindSortedInsertIndexRange(tZOLIST* list, const void* key, LONG start, LONG count,
                                                             ZOLISTCOMPAREPROC compare) {
-  return Guarded(list, kNoIndex,
+  return Guarded(list, kNoIndex, kNoIndex,
                  [&](tZOLIST& l) { return ZoListFindSortedLocked(l, key, start, count, compare, true); });
 }
 
 VANE_EXTERN_C HRESULT WINAPI ZoList_Sort(tZOLIST* list, LONG_PTR criteria, ZOLISTCOMPAREPROC compare) {
-  return Guarded(list, E_FAIL, [&](tZOLIST& l) {
+  return Guarded(list, E_FAIL, E_INVALIDARG, [&](tZOLIST& l) {
     l.sortCriteria = criteria;
     ZoListSelectionSortLocked(l, compare);
     return S_OK;
@@ -147,22 +145,21 @@ VANE_EXTERN_C HRESULT WINAPI ZoList_Sort(tZOLIST* list, LONG_PTR criteria, ZOLIS
 }
 
 VANE_EXTERN_C HRESULT WINAPI ZoList_HeapSort(tZOLIST* list, LONG_PTR criteria, ZOLISTCOMPAREPROC compare) {
-  return Guarded(list, E_FAIL, [&](tZOLIST& l) {
+  return Guarded(list, E_FAIL, E_INVALIDARG, [&](tZOLIST& l) {
     l.sortCriteria = criteria;
     ZoListHeapSortLocked(l, compare);
     return S_OK;
   });
 }
 
-VANE_EXTERN_C HRESULT WINAPI ZoList_SortTo(tZOLIST* dest, tZOLIST* src, LONG_PTR criteria,
-                                           ZOLISTCOMPAREPROC compare) {
-  if (!ZoListIsLive(dest)) return E_FAIL;
+VANE_EXTERN_C HRESULT WINAPI ZoList_SortTo(tZOLIST* dest, tZOLIST* src, LONG_PTR criteria, ZOLISTCOMPAREPROC compare) {
+  if (!ZoListIsLive(dest)) return E_INVALIDARG;
   if (dest == src) return E_INVALIDARG;
   // Only the source is locked; every step on the destination goes through
   // its own guarded calls.
-  return Guarded(src, E_FAIL, [&](tZOLIST& s) -> HRESULT {
+  return Guarded(src, E_FAIL, E_INVALIDARG, [&](tZOLIST& s) -> HRESULT {
     if (dest->nItemSize != s.nItemSize) return E_INVALIDARG;
-    const HRESULT stored = Guarded(dest, E_FAIL, [&](tZOLIST& d) {
+    const HRESULT stored = Guarded(dest, E_FAIL, E_INVALIDARG, [&](tZOLIST& d) {
       d.sortCriteria = criteria;
       return S_OK;
     });
@@ -214,7 +211,8 @@ VANE_EXTERN_C BOOL WINAPI ZoList_IsListFast(const void* p) {
 }
 
 VANE_EXTERN_C BOOL WINAPI ZoList_IsValidIndexSlow(tZOLIST* list, LONG index) {
-  return Guarded(list, BOOL{FALSE}, [&](tZOLIST& l) { return (index >= 0 && index < l.nItems) ? TRUE : FALSE; });
+  return Guarded(list, BOOL{FALSE}, BOOL{FALSE},
+                 [&](tZOLIST& l) { return (index >= 0 && index < l.nItems) ? TRUE : FALSE; });
 }
 
 VANE_EXTERN_C LONG WINAPI ZoList_GetFileAndLine(const tZOLIST*, WCHAR* buffer, LONG bufferChars) {
