@@ -1,0 +1,344 @@
+// SPDX-License-Identifier: MIT
+#include "fileio/detail/module_loader.h"
+
+#include <dlfcn.h>
+#include <fcntl.h>
+#include <poll.h>
+#include <signal.h>
+#include <spawn.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <time.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <sstream>
+
+#include "platform/wtext.h"
+
+extern char** environ;
+
+namespace vane::fileio::detail {
+namespace {
+
+std::atomic<size_t> g_moduleLoads{0};
+
+std::string Utf8(const std::u16string& s) { return vane::platform::ToUtf8(s); }
+
+std::string FolderOf(const std::string& path) {
+  size_t slash = path.rfind('/');
+  return slash == std::string::npos ? std::string(".") : path.substr(0, slash == 0 ? 1 : slash);
+}
+
+bool FileExists(const std::string& path) {
+  struct stat st {};
+  return ::stat(path.c_str(), &st) == 0 && S_ISREG(st.st_mode);
+}
+
+// Loads the semicolon-separated modules that must be present before the
+// plug-in, each relative to the plug-in's folder and required to stay inside
+// it. Returns the handles loaded.
+std::vector<void*> LoadPreloads(const std::string& folder, const std::u16string& preloads) {
+  std::vector<void*> loaded;
+  std::string list = Utf8(preloads);
+  size_t pos = 0;
+  while (pos <= list.size()) {
+    size_t end = list.find(';', pos);
+    if (end == std::string::npos) end = list.size();
+    std::string name = list.substr(pos, end - pos);
+    pos = end + 1;
+    while (!name.empty() && name.front() == ' ') name.erase(0, 1);
+    while (!name.empty() && name.back() == ' ') name.pop_back();
+    if (name.empty() || name.find("..") != std::string::npos || name.front() == '/') continue;
+    std::string base = name.substr(name.rfind('/') == std::string::npos ? 0 : name.rfind('/') + 1);
+    if (base.find('.') == std::string::npos) name += ".so";
+    std::string full = folder + "/" + name;
+    if (!FileExists(full)) continue;
+    if (void* h = ::dlopen(full.c_str(), RTLD_NOW | RTLD_LOCAL)) loaded.push_back(h);
+  }
+  return loaded;
+}
+
+struct ModuleHold {
+  void* module = nullptr;
+  std::vector<void*> preloads;
+  void Release() {
+    if (module) ::dlclose(module);
+    for (auto it = preloads.rbegin(); it != preloads.rend(); ++it) ::dlclose(*it);
+    module = nullptr;
+    preloads.clear();
+  }
+};
+
+// dlopen plus the class factory, shared by the in-process loader and the probe.
+HRESULT OpenModule(const std::string& path, const std::u16string& preloads, REFCLSID classId, ModuleHold* hold,
+                   IClassFactory** factory) {
+  *factory = nullptr;
+  if (!FileExists(path)) return E_UNEXPECTED;
+  hold->preloads = LoadPreloads(FolderOf(path), preloads);
+  hold->module = ::dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
+  if (!hold->module) {
+    hold->Release();
+    return E_UNEXPECTED;
+  }
+  ++g_moduleLoads;
+  auto entry = reinterpret_cast<PFN_DllGetClassObject>(::dlsym(hold->module, "DllGetClassObject"));
+  HRESULT hr = entry ? entry(classId, IID_IClassFactory, reinterpret_cast<void**>(factory)) : E_UNEXPECTED;
+  if (SUCCEEDED(hr) && !*factory) hr = E_UNEXPECTED;
+  if (FAILED(hr)) {
+    *factory = nullptr;
+    hold->Release();
+  }
+  return hr;
+}
+
+std::string HelperPath() {
+  if (const char* env = std::getenv("VANE_PROBE_HELPER"); env && *env) return FileExists(env) ? env : std::string();
+  std::vector<std::string> candidates;
+  Dl_info info{};
+  if (::dladdr(reinterpret_cast<void*>(&ModuleLoadCount), &info) && info.dli_fname) {
+    std::string dir = FolderOf(info.dli_fname);
+    candidates.push_back(dir + "/vane-probe");
+    candidates.push_back(dir + "/../bin/vane-probe");
+    candidates.push_back(dir + "/../lib/vane-probe");
+  }
+  char exe[4096];
+  ssize_t n = ::readlink("/proc/self/exe", exe, sizeof exe - 1);
+  if (n > 0) {
+    exe[n] = 0;
+    candidates.push_back(FolderOf(exe) + "/vane-probe");
+  }
+  for (const auto& c : candidates)
+    if (::access(c.c_str(), X_OK) == 0) return c;
+  return {};
+}
+
+DWORD ProbeTimeoutMs() {
+  if (const char* env = std::getenv("VANE_PROBE_TIMEOUT_MS"); env && *env) {
+    long v = std::strtol(env, nullptr, 10);
+    if (v > 0) return DWORD(v);
+  }
+  return 10000;
+}
+
+ProbeResult RunHelper(const std::string& helper, const tZOFIOPLUGINENTRY& e) {
+  ProbeResult result;
+  result.contained = true;
+  int fds[2];
+  if (::pipe2(fds, O_CLOEXEC) != 0) {
+    result.status = E_FAIL;
+    result.crashed = true;
+    return result;
+  }
+  posix_spawn_file_actions_t actions;
+  posix_spawn_file_actions_init(&actions);
+  posix_spawn_file_actions_adddup2(&actions, fds[1], 1);
+  posix_spawn_file_actions_addopen(&actions, 0, "/dev/null", O_RDONLY, 0);
+  posix_spawn_file_actions_addopen(&actions, 2, "/dev/null", O_WRONLY, 0);
+  std::string path = Utf8(e.path);
+  std::string preloads = Utf8(e.PreloadModules);
+  std::vector<char*> argv = {const_cast<char*>(helper.c_str()), const_cast<char*>(path.c_str()),
+                             const_cast<char*>(preloads.c_str()), nullptr};
+  pid_t pid = -1;
+  int rc = ::posix_spawn(&pid, helper.c_str(), &actions, nullptr, argv.data(), environ);
+  posix_spawn_file_actions_destroy(&actions);
+  ::close(fds[1]);
+  if (rc != 0) {
+    ::close(fds[0]);
+    result.status = E_FAIL;
+    result.crashed = true;
+    return result;
+  }
+  std::string report;
+  auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(ProbeTimeoutMs());
+  bool timedOut = false;
+  for (;;) {
+    auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
+    if (left.count() <= 0) {
+      timedOut = true;
+      break;
+    }
+    pollfd p{fds[0], POLLIN, 0};
+    int r = ::poll(&p, 1, int(left.count()));
+    if (r < 0 && errno == EINTR) continue;
+    if (r <= 0) {
+      timedOut = r == 0;
+      break;
+    }
+    char buf[4096];
+    ssize_t n = ::read(fds[0], buf, sizeof buf);
+    if (n < 0 && errno == EINTR) continue;
+    if (n <= 0) break;
+    report.append(buf, size_t(n));
+    if (report.size() > (1u << 20)) break;  // a sane report is a few lines
+  }
+  ::close(fds[0]);
+  if (timedOut) ::kill(pid, SIGKILL);
+  int wstatus = 0;
+  while (::waitpid(pid, &wstatus, 0) < 0 && errno == EINTR) {
+  }
+  if (timedOut || !ParseProbeReport(report, &result)) {
+    result.classes.clear();
+    result.crashed = true;
+    result.status = E_UNEXPECTED;
+  }
+  result.contained = true;
+  return result;
+}
+
+}  // namespace
+
+size_t ModuleLoadCount() { return g_moduleLoads.load(); }
+
+DWORD DosDateTimeUTC(const std::string& utf8Path) {
+  struct stat st {};
+  if (::stat(utf8Path.c_str(), &st) != 0) return 0;
+  time_t t = st.st_mtim.tv_sec;
+  struct tm tm {};
+  if (!::gmtime_r(&t, &tm) || tm.tm_year < 80) return 0x00210000;  // 1980-01-01, the earliest DOS time
+  DWORD date = DWORD(((tm.tm_year - 80) & 0x7F) << 9 | (tm.tm_mon + 1) << 5 | tm.tm_mday);
+  DWORD time = DWORD(tm.tm_hour << 11 | tm.tm_min << 5 | (tm.tm_sec / 2));
+  return date << 16 | time;
+}
+
+bool GetFileExecutableInfo(const std::string& utf8Path, DWORD* machine) {
+  int fd = ::open(utf8Path.c_str(), O_RDONLY | O_CLOEXEC);
+  if (fd < 0) return false;
+  unsigned char h[20] = {};
+  ssize_t n = ::read(fd, h, sizeof h);
+  ::close(fd);
+  if (n < 20 || std::memcmp(h, "\x7f" "ELF", 4) != 0) return false;
+  unsigned elfMachine = h[5] == 1 ? unsigned(h[18] | h[19] << 8) : unsigned(h[18] << 8 | h[19]);
+  // The platform's machine numbers: x86-64 34404, i386 332, AArch64 43620.
+  DWORD m = elfMachine == 62 ? 34404 : elfMachine == 3 ? 332 : elfMachine == 183 ? 43620 : elfMachine;
+  if (machine) *machine = m;
+  return true;
+}
+
+HRESULT LoadEntryModule(tZOFIOPLUGINENTRY* e) {
+  if (e->factory) return S_OK;
+  ModuleHold hold;
+  IClassFactory* factory = nullptr;
+  HRESULT hr = OpenModule(Utf8(e->path), e->PreloadModules, e->classId, &hold, &factory);
+  if (FAILED(hr)) return hr;
+  // Preloads are dropped again: the module holds its own references once it
+  // is loaded, and the entry's state bit records that they were used.
+  if (!hold.preloads.empty()) e->state |= kEntryPreloadsLoaded;
+  for (void* p : hold.preloads) ::dlclose(p);
+  e->module = hold.module;
+  e->factory = factory;
+  return S_OK;
+}
+
+HRESULT CreateEntryObject(tZOFIOPLUGINENTRY* e, REFIID iid, void** out) {
+  *out = nullptr;
+  VANE_RETURN_IF_FAILED(LoadEntryModule(e));
+  HRESULT hr = e->factory->CreateInstance(nullptr, iid, out);
+  if (SUCCEEDED(hr) && !*out) hr = E_NOINTERFACE;
+  return hr;
+}
+
+void UnloadEntryModule(tZOFIOPLUGINENTRY* e) {
+  if (e->factory) e->factory->Release();
+  e->factory = nullptr;
+  if (e->module) ::dlclose(e->module);
+  e->module = nullptr;
+}
+
+ProbeResult ProbeModuleHere(const std::u16string& path, const std::u16string& preloads) {
+  ProbeResult r;
+  ModuleHold hold;
+  IClassFactory* factory = nullptr;
+  r.status = OpenModule(Utf8(path), preloads, CLSID_ZoFioPluginDiscovery, &hold, &factory);
+  if (FAILED(r.status)) return r;
+  IZoUnsharedFIOPluginInfo* info = nullptr;
+  r.status = factory->CreateInstance(nullptr, IID_IZoUnsharedFIOPluginInfo, reinterpret_cast<void**>(&info));
+  factory->Release();
+  if (SUCCEEDED(r.status) && !info) r.status = E_NOINTERFACE;
+  if (SUCCEEDED(r.status)) r.status = info->Init(path.c_str(), 0, FALSE);
+  LONG count = 0;
+  if (SUCCEEDED(r.status)) r.status = info->GetFilterCount(&count);
+  for (LONG i = 0; SUCCEEDED(r.status) && i < count && i < 1024; ++i) {
+    ProbedClass c;
+    WCHAR name[MAX_PATH] = {};
+    DWORD reserved = 0;
+    if (FAILED(info->GetFilterInfo(i, &c.classId, name, MAX_PATH, &c.access, &c.streamTypes, &c.flags, &c.enumerable,
+                                   &reserved)))
+      continue;
+    name[MAX_PATH - 1] = 0;
+    c.name = name;
+    r.classes.push_back(std::move(c));
+  }
+  if (info) info->Release();
+  hold.Release();
+  return r;
+}
+
+ProbeResult ProbeModule(const tZOFIOPLUGINENTRY& e) {
+  std::string helper = HelperPath();
+  if (helper.empty()) return ProbeModuleHere(e.path, e.PreloadModules);
+  return RunHelper(helper, e);
+}
+
+std::string FormatProbeReport(const ProbeResult& r) {
+  std::string out;
+  char line[128];
+  std::snprintf(line, sizeof line, "status %08X\n", unsigned(r.status));
+  out += line;
+  for (const ProbedClass& c : r.classes) {
+    std::snprintf(line, sizeof line, "class %s %u %u %u %u ", vane::platform::GuidToString(c.classId).c_str(),
+                  unsigned(c.access), unsigned(c.streamTypes), unsigned(c.flags), unsigned(c.enumerable));
+    out += line;
+    std::string name = Utf8(c.name);
+    for (char& ch : name)
+      if (ch == '\n' || ch == '\r') ch = ' ';
+    out += name + "\n";
+  }
+  out += "end\n";
+  return out;
+}
+
+bool ParseProbeReport(const std::string& text, ProbeResult* out) {
+  ProbeResult r;
+  std::istringstream in(text);
+  std::string line;
+  bool haveStatus = false, ended = false;
+  while (std::getline(in, line)) {
+    if (ended) return false;
+    if (line.rfind("status ", 0) == 0) {
+      char* end = nullptr;
+      unsigned long v = std::strtoul(line.c_str() + 7, &end, 16);
+      if (end == line.c_str() + 7 || v > 0xFFFFFFFFul) return false;
+      r.status = HRESULT(std::uint32_t(v));
+      haveStatus = true;
+    } else if (line.rfind("class ", 0) == 0) {
+      if (!haveStatus || r.classes.size() >= 1024) return false;
+      ProbedClass c;
+      char guid[64] = {};
+      unsigned a = 0, s = 0, f = 0, en = 0;
+      int used = 0;
+      if (std::sscanf(line.c_str() + 6, "%63s %u %u %u %u %n", guid, &a, &s, &f, &en, &used) < 5) return false;
+      if (!vane::platform::GuidFromString(guid, &c.classId)) return false;
+      c.access = a;
+      c.streamTypes = s;
+      c.flags = f;
+      c.enumerable = en;
+      size_t nameAt = 6 + size_t(used);
+      if (used > 0 && nameAt <= line.size()) c.name = vane::platform::FromUtf8(line.substr(nameAt));
+      r.classes.push_back(std::move(c));
+    } else if (line == "end") {
+      ended = true;
+    } else {
+      return false;
+    }
+  }
+  if (!haveStatus || !ended) return false;
+  *out = std::move(r);
+  return true;
+}
+
+}  // namespace vane::fileio::detail
