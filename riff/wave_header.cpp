@@ -257,8 +257,9 @@ BOOL ZoFileIsWave64(LPCWSTR name, BOOL allowCompressed) {
   GUID form = GUID_NULL;
   if (FAILED(riff64_ReadFileID(f.get(), &total, &form)) || form != kW64_wave) return FALSE;
   LONGLONG r = LONGLONG(total);
-  if (FAILED(riff64_FindChunkHeader(f.get(), &kW64_fmt, &sz, &r)) || sz < 18 || sz > 0x10000) return FALSE;
-  std::vector<BYTE> body(static_cast<size_t>(sz));
+  if (FAILED(riff64_FindChunkHeader(f.get(), &kW64_fmt, &sz, &r)) || sz < 14 || sz > 0x10000) return FALSE;
+  // The record is read into at least 18 bytes; a 16-byte chunk leaves cbSize 0.
+  std::vector<BYTE> body(std::max<size_t>(static_cast<size_t>(sz), 18));
   if (FAILED(riff64_ReadData(f.get(), body.data(), DWORD(sz)))) return FALSE;
   return allowCompressed || IsUncompressed(body.data(), body.size());
 }

@@ -1,0 +1,280 @@
+// SPDX-License-Identifier: MIT
+// The chunk walkers over files and memory: padding, remaining counts,
+// the two Wave64 size conventions, deletion, strings, and hostile sizes.
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <vector>
+
+#include "audio/mmreg.h"
+#include "riff/mriff_api.h"
+#include "riff/riff_api.h"
+#include "tests/riff/riff_test_util.h"
+
+using namespace vane::test;
+
+namespace {
+
+// RIFF "TEST" with an odd chunk, a LIST "INFO" holding one string, and a
+// "data" chunk behind.
+std::vector<std::uint8_t> SampleRiff() {
+  ByteWriter w;
+  w.fourcc("RIFF").u32le(0).fourcc("TEST");
+  w.fourcc("odd ").u32le(3).bytes("abc", 3).u8(0);
+  w.fourcc("LIST").u32le(4 + 8 + 6).fourcc("INFO").fourcc("INAM").u32le(6).bytes("hello", 6);
+  w.fourcc("data").u32le(4).u32le(0x11223344);
+  w.patch32le(4, std::uint32_t(w.size() - 8));
+  return w.data();
+}
+
+class RiffFile : public ::testing::Test {
+ protected:
+  HANDLE Open(const std::vector<std::uint8_t>& bytes) {
+    WriteBytes(m_path, bytes);
+    m_handle = std::make_unique<Handle>(m_path, true);
+    EXPECT_TRUE(m_handle->ok());
+    return m_handle->get();
+  }
+  ScratchDir m_dir;
+  std::filesystem::path m_path = m_dir / "t.riff";
+  std::unique_ptr<Handle> m_handle;
+};
+
+TEST_F(RiffFile, FindsChunkBehindOddPadAndStopsAtRemaining) {
+  HANDLE f = Open(SampleRiff());
+  DWORD size = 0, remaining = 0;
+  ASSERT_EQ(riff_FindChunkHeaderInRIFF(f, kFourCC_data, &size, &remaining), S_OK);
+  EXPECT_EQ(size, 4u);
+  EXPECT_EQ(remaining, 4u);
+  DWORD value = 0;
+  ASSERT_EQ(riff_ReadData(f, &value, 4), S_OK);
+  EXPECT_EQ(value, 0x11223344u);
+
+  // Remaining below a header gives "not found" at once and hands it back.
+  riff_SeekDataStart(f);
+  remaining = 7;
+  EXPECT_EQ(riff_FindChunkHeader(f, kFourCC_data, &size, &remaining), ZOERR_NOT_FOUND);
+  EXPECT_EQ(remaining, 7u);
+  // A chunk larger than what remains ends the search with 0 left.
+  riff_SeekDataStart(f);
+  remaining = 12;
+  EXPECT_EQ(riff_FindChunkHeader(f, kFourCC_data, &size, &remaining), ZOERR_NOT_FOUND);
+  EXPECT_EQ(remaining, 0u);
+}
+
+TEST_F(RiffFile, FindsListCountsEntriesAndReadsInfoString) {
+  HANDLE f = Open(SampleRiff());
+  DWORD size = 0;
+  ASSERT_EQ(riff_FindListChunkFromStart(f, kFourCC_INFO, &size), S_OK);
+  EXPECT_EQ(size, 14u);
+  DWORD count = 0, remaining = size;
+  ASSERT_EQ(riff_GetNumListEntries(f, &count, &remaining), S_OK);
+  EXPECT_EQ(count, 1u);
+  DWORD id = 0, len = 0;
+  ASSERT_EQ(riff_ReadChunkHeader(f, &id, &len), S_OK);  // the count left the position alone
+  EXPECT_EQ(id, ZoFourCC("INAM"));
+  WCHAR text[16];
+  ASSERT_EQ(riff_ReadANSIString(f, text, 16, &len), S_OK);
+  EXPECT_EQ(std::u16string(text), u"hello");
+  EXPECT_EQ(len, 7u);
+}
+
+TEST_F(RiffFile, DeletesListAndLastChunkKeepingRiffSizeRight) {
+  HANDLE f = Open(SampleRiff());
+  DWORD removed = 0;
+  ASSERT_EQ(riff_DeleteChunk(f, kFourCC_INFO, &removed, TRUE), S_OK);
+  EXPECT_EQ(removed, 26u);
+  ASSERT_EQ(riff_DeleteChunk(f, kFourCC_data, &removed, FALSE), S_OK);
+  EXPECT_EQ(removed, 12u);
+  m_handle.reset();
+  const auto bytes = ReadBytes(m_path);
+  ASSERT_EQ(bytes.size(), 24u);
+  DWORD riffSize = 0;
+  std::memcpy(&riffSize, bytes.data() + 4, 4);
+  EXPECT_EQ(riffSize, 16u);
+  EXPECT_EQ(std::memcmp(bytes.data() + 12, "odd ", 4), 0);
+}
+
+TEST_F(RiffFile, WritesOddChunkWithPadOutsideTheSizeAndAnsiStrings) {
+  HANDLE f = Open({});
+  ASSERT_EQ(riff_WriteFileID(f, ZoFourCC("TEST"), 0), S_OK);
+  DWORD written = 0;
+  ASSERT_EQ(riff_WriteChunk(f, ZoFourCC("abc "), "xyz", 3, &written), S_OK);
+  EXPECT_EQ(written, 12u);
+  ASSERT_EQ(riff_WriteChunkHeader(f, ZoFourCC("name"), 6), S_OK);
+  ASSERT_EQ(riff_WriteANSIString(f, u"caf\u00e9!", &written), S_OK);
+  EXPECT_EQ(written, 6u);
+  ASSERT_EQ(riff_UpdateRIFFSize(f, 4 + 12 + 14), S_OK);
+  DWORD extent = 0;
+  ASSERT_EQ(riff_GetFileSize(f, &extent), S_OK);
+  EXPECT_EQ(extent, 34u);  // 4 less than the file's 38 bytes, by definition
+  DWORD size = 0, remaining = 0;
+  ASSERT_EQ(riff_FindChunkHeaderInRIFF(f, ZoFourCC("name"), &size, &remaining), S_OK);
+  WCHAR text[8];
+  ASSERT_EQ(riff_ReadANSIString(f, text, 8, &size), S_OK);
+  EXPECT_EQ(std::u16string(text), u"caf\u00e9!");
+  m_handle.reset();
+  const auto bytes = ReadBytes(m_path);
+  EXPECT_EQ(bytes[16], 3);  // the size field keeps the odd size
+  EXPECT_EQ(bytes[23], 0);  // and the pad byte follows the data
+}
+
+TEST_F(RiffFile, ReadsCdAudioShortcut) {
+  ByteWriter w;
+  w.fourcc("RIFF").u32le(36).fourcc("CDDA").fourcc("fmt ").u32le(24);
+  w.u16le(1).u16le(3).u32le(0xABCD).u32le(1000).u32le(500).u8(10).u8(2).u8(1).u8(0).u8(0).u8(6).u8(0).u8(0);
+  Open(w.data());
+  m_handle.reset();
+  DWORD track = 0, first = 0, start = 0, length = 0, serial = 0;
+  ASSERT_EQ(riff_ReadCDAFile(Wide(m_path).c_str(), &track, &first, &start, &length, &serial), S_OK);
+  EXPECT_EQ(track, 3u);
+  EXPECT_EQ(start, (2u + 60u) * 75u + 10u);
+  EXPECT_EQ(serial, 0xABCDu);
+  EXPECT_EQ(riff_ReadCDAFile(u"/nonexistent/x.cda", &track, nullptr, nullptr, nullptr, nullptr), ZOERR_FILE_OPEN);
+}
+
+TEST_F(RiffFile, Wave64AcceptsBothStoredSizeConventions) {
+  HANDLE f = Open({});
+  const GUID form = kW64_wave, a = kW64_bext, b = kW64_smpl;
+  ASSERT_EQ(riff64_WriteFileID(f, &form, 0), S_OK);
+  ULONGLONG written = 0;
+  ASSERT_EQ(riff64_WriteChunk(f, &a, "12345", 5, &written), S_OK);  // stores 29
+  EXPECT_EQ(written, 32u);
+  ASSERT_EQ(riff64_WriteChunkToFile(f, &b, "123456789", 9), S_OK);  // stores 40, padded
+  ASSERT_EQ(riff64_WriteChunk(f, &kW64_data, "zz", 2, nullptr), S_OK);
+  std::int64_t end = riff64_AmountWritten(f, 0);
+  ASSERT_EQ(riff64_SetRIFFSize(f, ULONGLONG(end) - 24), S_OK);
+
+  ULONGLONG size = 0;
+  LONGLONG remaining = 0;
+  ASSERT_EQ(riff64_FindChunkHeaderInRIFF(f, &kW64_data, &size, &remaining), S_OK);
+  EXPECT_EQ(size, 2u);
+  riff64_SeekDataStart(f);
+  DWORD count = 0;
+  remaining = end - 40;
+  ASSERT_EQ(riff64_GetNumListEntries(f, &count, &remaining), S_OK);
+  EXPECT_EQ(count, 3u);
+  ULONGLONG removed = 0;
+  ASSERT_EQ(riff64_DeleteChunk(f, &b, &removed), S_OK);
+  EXPECT_EQ(removed, 40u);
+  ASSERT_EQ(riff64_FindChunkHeaderInRIFF(f, &kW64_data, &size, &remaining), S_OK);
+  m_handle.reset();
+  const auto bytes = ReadBytes(m_path);
+  EXPECT_EQ(std::int64_t(bytes.size()), end - 40);
+}
+
+TEST(Riff64, ValidatesHeaderSizesAndFloorsTinySizeFields) {
+  EXPECT_EQ(riff64_ValidateChunkHeader(kW64_data, 0x0000000800000000LL), ZOERR_BAD_CHUNK_HEADER);
+  EXPECT_EQ(riff64_ValidateChunkHeader(kW64_data, 28), ZOERR_BAD_CHUNK_HEADER);
+  EXPECT_EQ(riff64_ValidateChunkHeader(kW64_data, 0), ZOERR_ZERO_CHUNK);
+  EXPECT_EQ(riff64_ValidateChunkHeader(kW64_data, 32), S_OK);
+  EXPECT_EQ(riff_ValidateChunkHeader(0, -1), ZOERR_BAD_CHUNK_HEADER);
+  EXPECT_EQ(riff_ValidateChunkHeader(0, 0), ZOERR_ZERO_CHUNK);
+
+  ScratchDir dir;
+  ByteWriter w;
+  w.bytes(&kW64_data, 16).u64le(10);
+  WriteBytes(dir / "g", w.data());
+  Handle h(dir / "g");
+  GUID id;
+  ULONGLONG size = 99;
+  ASSERT_EQ(riff64_ReadChunkHeader(h.get(), &id, &size), S_OK);
+  EXPECT_EQ(size, 0u);
+}
+
+TEST(Riff64, JunkGuidKeepsItsStoredThirdGroup) {
+  // Files already written carry 113D; a "corrected" 11D3 would no longer find them.
+  EXPECT_EQ(kW64_junk.Data3, 0x113D);
+  EXPECT_EQ(kW64_data.Data3, 0x11D3);
+}
+
+class MemoryRiff : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    m_bytes = SampleRiff();
+    ASSERT_EQ(mriff_Init(&m_ctx, m_bytes.data(), DWORD(m_bytes.size()), DWORD(m_bytes.size())), S_OK);
+  }
+  std::vector<std::uint8_t> m_bytes;
+  _tMRIFF m_ctx;
+};
+
+TEST_F(MemoryRiff, WalksLikeTheFileLayer) {
+  DWORD size = 0, remaining = DWORD(m_bytes.size());
+  ASSERT_EQ(mriff_FindChunkHeaderInRIFF(&m_ctx, kFourCC_data, &size, &remaining), S_OK);
+  EXPECT_EQ(size, 4u);
+  char text[64] = {};
+  mriff_SeekDataStart(&m_ctx);
+  ASSERT_EQ(mriff_GetInfoString(&m_ctx, ZoFourCC("INAM"), text, sizeof text, nullptr), S_OK);
+  EXPECT_STREQ(text, "hello");
+  EXPECT_EQ(mriff_GetFilePointer(&m_ctx), m_ctx.pBase + 12);  // restored
+  remaining = 11;
+  mriff_SetFilePointer(&m_ctx, 0, nullptr, 0);
+  EXPECT_EQ(mriff_FindChunkHeaderInRIFF(&m_ctx, kFourCC_data, &size, &remaining), ZOERR_NOT_FOUND);
+}
+
+TEST_F(MemoryRiff, ClampsEveryMoveToTheBlock) {
+  EXPECT_EQ(mriff_ZoSetFilePointer(&m_ctx, -100, 1), 0);
+  EXPECT_EQ(mriff_ZoSetFilePointer(&m_ctx, 1LL << 40, 0), LONGLONG(m_bytes.size()));
+  EXPECT_EQ(mriff_SetFilePointer(&m_ctx, 5, nullptr, 7), DWORD(m_bytes.size()));  // method 7: clamp only
+  mriff_SeekDataStart(&m_ctx);
+  // An absurd size ends at pDataEnd, and the search then runs out of data.
+  m_bytes[16] = 0xFF, m_bytes[17] = 0xFF, m_bytes[18] = 0xFF, m_bytes[19] = 0x7F;
+  DWORD size = 0;
+  EXPECT_EQ(mriff_FindChunkHeader(&m_ctx, kFourCC_data, &size, nullptr), ZOERR_FILE_READ);
+  EXPECT_EQ(mriff_GetFilePointer(&m_ctx), m_ctx.pDataEnd);
+}
+
+TEST(MemoryRiffWrite, ShortCopyReportsWriteFailureAndRaisesDataEnd) {
+  BYTE block[11] = {};
+  _tMRIFF c;
+  ASSERT_EQ(mriff_Init(&c, block, 0, sizeof block), S_OK);
+  EXPECT_EQ(mriff_WriteChunkHeader(&c, kFourCC_data, 1), S_OK);
+  EXPECT_EQ(mriff_WriteChunkHeader(&c, kFourCC_data, 1), ZOERR_FILE_WRITE);  // 3 bytes of room
+  EXPECT_EQ(c.pDataEnd, c.pCapacityEnd);
+  EXPECT_EQ(std::memcmp(block + 8, "dat", 3), 0);
+  EXPECT_EQ(mriff_Init(&c, block, 12, 11), E_INVALIDARG);
+  EXPECT_EQ(mriff_Init(nullptr, block, 1, 1), E_POINTER);
+}
+
+TEST(MemoryRiffWrite, WaveHeaderRoundTripsThroughGetWfx) {
+  WAVEFORMATEX in{WAVE_FORMAT_PCM, 2, 48000, 0, 0, 24, 0};
+  BYTE block[64] = {};
+  _tMRIFF c;
+  ASSERT_EQ(mriff_Init(&c, block, 0, sizeof block), S_OK);
+  ASSERT_EQ(mriff_WriteWaveHeader(&c, &in, 600, 0), S_OK);
+  EXPECT_EQ(c.pDataEnd - c.pBase, 44);
+  WAVEFORMATEX out;
+  DWORD data = 0;
+  ASSERT_EQ(mriff_GetWfx(&out, block, 44, &data), S_OK);
+  EXPECT_EQ(data, 600u);
+  EXPECT_EQ(out.nBlockAlign, 6);
+  EXPECT_EQ(out.nAvgBytesPerSec, 288000u);
+  EXPECT_EQ(out.cbSize, 0);  // 16-byte chunk: the tail stays zero
+  block[8] = 'X';
+  EXPECT_EQ(mriff_GetWfx(&out, block, 44, &data), E_FAIL);
+}
+
+// Truncations and bit flips of a valid block end with a status, never
+// outside the block (the sanitizer build checks the "never").
+TEST(MemoryRiffWrite, SurvivesEveryTruncationAndFlip) {
+  const auto good = SampleRiff();
+  for (size_t cut = 0; cut <= good.size(); ++cut) {
+    for (size_t flip = 0; flip < cut; flip += 3) {
+      std::vector<std::uint8_t> bad(good.begin(), good.begin() + long(cut));
+      bad[flip] ^= 0xA5;
+      _tMRIFF c;
+      ASSERT_EQ(mriff_Init(&c, bad.data(), DWORD(bad.size()), DWORD(bad.size())), S_OK);
+      DWORD size = 0, count = 0;
+      char text[32];
+      (void)mriff_FindListChunkFromStart(&c, kFourCC_INFO, &size);
+      mriff_SeekDataStart(&c);
+      (void)mriff_GetNumListEntries(&c, &count, nullptr);
+      (void)mriff_GetInfoString(&c, ZoFourCC("INAM"), text, sizeof text, nullptr);
+      WAVEFORMATEX w;
+      (void)mriff_GetWfx(&w, bad.data(), DWORD(bad.size()), &size);
+      EXPECT_LE(c.pCursor, c.pDataEnd);
+    }
+  }
+}
+
+}  // namespace

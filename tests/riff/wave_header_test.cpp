@@ -1,0 +1,301 @@
+// SPDX-License-Identifier: MIT
+// Wave headers: reading files the field's tools wrote in every sample type
+// and layout, laying down and inserting headers, and rescuing crashed
+// recordings, read back by our walker and by sox.
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+
+#include "riff/quick_identify.h"
+#include "riff/riff_api.h"
+#include "riff/wave_header.h"
+#include "tests/riff/riff_test_util.h"
+
+using namespace vane::test;
+
+namespace {
+
+struct WfxDeleter {
+  void operator()(WAVEFORMATEX* p) const { std::free(p); }
+};
+using WfxPtr = std::unique_ptr<WAVEFORMATEX, WfxDeleter>;
+
+WAVEFORMATEX Pcm(WORD channels, DWORD rate, WORD bits) {
+  const WORD align = WORD(channels * (bits / 8));
+  return WAVEFORMATEX{WAVE_FORMAT_PCM, channels, rate, rate * align, align, bits, 0};
+}
+
+std::vector<std::uint8_t> Samples(size_t n) {
+  std::vector<std::uint8_t> s(n);
+  for (size_t i = 0; i < n; ++i) s[i] = std::uint8_t(i * 7 + 1);
+  return s;
+}
+
+void Append(const std::filesystem::path& p, const std::vector<std::uint8_t>& more) {
+  auto bytes = ReadBytes(p);
+  bytes.insert(bytes.end(), more.begin(), more.end());
+  WriteBytes(p, bytes);
+}
+
+void Patch32(const std::filesystem::path& p, size_t at, std::uint32_t v) {
+  auto bytes = ReadBytes(p);
+  std::memcpy(bytes.data() + at, &v, 4);
+  WriteBytes(p, bytes);
+}
+
+std::uint64_t SoxSamples(const std::filesystem::path& p) {
+  std::string out;
+  if (RunCommand("soxi -s " + ShellQuote(p.string()) + " 2>/dev/null", &out) != 0) return ~0ull;
+  return std::strtoull(out.c_str(), nullptr, 10);
+}
+
+// ---- files of the field's tools
+struct ToolWave {
+  const char* codec;
+  int channels;
+  WORD bits;
+  WORD tag;  // the tag our reader reports (extensible keeps 0xFFFE)
+};
+
+class ToolWaveTest : public ::testing::TestWithParam<ToolWave> {};
+
+TEST_P(ToolWaveTest, ReadsFormatAndSampleCount) {
+  VANE_REQUIRE_TOOL("ffmpeg");
+  const ToolWave& t = GetParam();
+  ScratchDir dir;
+  const auto file = dir / "t.wav";
+  ASSERT_TRUE(Make("ffmpeg -v error -f lavfi -i sine=frequency=440:sample_rate=8000:duration=0.1 -ac " +
+                   std::to_string(t.channels) + " -c:a " + t.codec + " -fflags +bitexact " + ShellQuote(file.string())));
+  EXPECT_TRUE(ZoFileIsWave(Wide(file).c_str(), FALSE));
+  ULONGLONG samples = 0, offset = 0;
+  WfxPtr wfx(ZoGetFileWfx(Wide(file).c_str(), &samples, &offset));
+  ASSERT_TRUE(wfx);
+  EXPECT_EQ(samples, 800u);
+  EXPECT_EQ(wfx->nChannels, t.channels);
+  EXPECT_EQ(wfx->wBitsPerSample, t.bits);
+  EXPECT_EQ(wfx->wFormatTag, t.tag);
+  EXPECT_EQ(wfx->nBlockAlign, t.channels * t.bits / 8);
+  EXPECT_EQ(offset + 800u * wfx->nBlockAlign, std::filesystem::file_size(file));
+  DWORD type = 0;
+  EXPECT_TRUE(ZoIsQuicklyIdentifiableMediaFileFormat(Wide(file).c_str(), 0, &type));
+  EXPECT_EQ(type, DWORD(ZOFILEID_WAVE));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    SampleTypesAndLayouts, ToolWaveTest,
+    ::testing::Values(ToolWave{"pcm_u8", 1, 8, WAVE_FORMAT_PCM}, ToolWave{"pcm_s16le", 2, 16, WAVE_FORMAT_PCM},
+                      ToolWave{"pcm_s24le", 2, 24, WAVE_FORMAT_EXTENSIBLE},
+                      ToolWave{"pcm_s32le", 1, 32, WAVE_FORMAT_EXTENSIBLE},
+                      ToolWave{"pcm_f32le", 2, 32, WAVE_FORMAT_EXTENSIBLE},
+                      ToolWave{"pcm_f64le", 1, 64, WAVE_FORMAT_EXTENSIBLE},
+                      ToolWave{"pcm_s16le", 6, 16, WAVE_FORMAT_EXTENSIBLE},
+                      ToolWave{"pcm_s24le", 8, 24, WAVE_FORMAT_EXTENSIBLE}));
+
+TEST(ToolFiles, ReadsWave64AndAiffAndRefusesCompressedUnlessAllowed) {
+  VANE_REQUIRE_TOOL("sox");
+  VANE_REQUIRE_TOOL("ffmpeg");
+  ScratchDir dir;
+  const auto w64 = dir / "t.w64", aiff = dir / "t.aiff", alaw = dir / "a.wav";
+  ASSERT_TRUE(Make("sox -n -r 8000 -c 2 -b 16 " + ShellQuote(w64.string()) + " synth 0.1 sine 440"));
+  ASSERT_TRUE(Make("sox -n -r 8000 -c 1 -b 24 " + ShellQuote(aiff.string()) + " synth 0.1 sine 440"));
+  ASSERT_TRUE(Make("ffmpeg -v error -f lavfi -i sine=sample_rate=8000:duration=0.1 -c:a pcm_alaw " +
+                   ShellQuote(alaw.string())));
+  EXPECT_TRUE(ZoFileIsWave64(Wide(w64).c_str(), FALSE));
+  EXPECT_TRUE(ZoFileIsAiff(Wide(aiff).c_str()));
+  EXPECT_FALSE(ZoFileIsWave(Wide(alaw).c_str(), FALSE));
+  EXPECT_TRUE(ZoFileIsWave(Wide(alaw).c_str(), TRUE));
+  ULONGLONG samples = 0;
+  WfxPtr a(ZoGetFileWfx(Wide(w64).c_str(), &samples, nullptr));
+  ASSERT_TRUE(a);
+  EXPECT_EQ(samples, 800u);
+  WfxPtr b(ZoGetFileWfx(Wide(aiff).c_str(), &samples, nullptr));
+  ASSERT_TRUE(b);
+  EXPECT_EQ(samples, 800u);
+  EXPECT_EQ(b->nSamplesPerSec, 8000u);
+  EXPECT_EQ(b->wBitsPerSample, 24);
+  EXPECT_FALSE(ZoGetFileWfx(Wide(alaw).c_str(), nullptr, nullptr));
+}
+
+TEST(ToolFiles, RefusesRf64WithAStatusInsteadOfMisreadingIt) {
+  VANE_REQUIRE_TOOL("ffmpeg");
+  ScratchDir dir;
+  const auto file = dir / "t.wav";
+  ASSERT_TRUE(Make("ffmpeg -v error -f lavfi -i sine=sample_rate=8000:duration=0.1 -rf64 always " +
+                   ShellQuote(file.string())));
+  EXPECT_FALSE(ZoFileIsWave(Wide(file).c_str(), TRUE));
+  EXPECT_FALSE(ZoGetFileWfx(Wide(file).c_str(), nullptr, nullptr));
+  Handle h(file, true);
+  DWORD size = 0;
+  EXPECT_EQ(riff_ReadFileID(h.get(), &size, nullptr), ZOERR_NO_RIFF);
+  EXPECT_EQ(ZoFixTrashedWav(h.get(), nullptr, 0x10000), ZOERR_UNSUPPORTED_VERSION);
+  DWORD type = 0;
+  EXPECT_FALSE(ZoIsQuicklyIdentifiableMediaFileFormat(h.get(), 0, &type));
+  EXPECT_EQ(type, DWORD(ZOFILEID_UNKNOWN));
+}
+
+// ---- headers we write
+TEST(Headers, InitializedFilesAreReadBySox) {
+  VANE_REQUIRE_TOOL("soxi");
+  ScratchDir dir;
+  const WAVEFORMATEX f = Pcm(2, 44100, 16);
+  const auto plain = dir / "p.wav", junk = dir / "j.wav", w64 = dir / "p.w64", w64j = dir / "j.w64";
+  ASSERT_EQ(ZoInitializeWav(Wide(plain).c_str(), &f, 2), S_OK);
+  ASSERT_EQ(ZoInitializeWavWithJunk(Wide(junk).c_str(), &f, 2, 99), S_OK);
+  ASSERT_EQ(ZoInitializeWav64(Wide(w64).c_str(), &f, 2), S_OK);
+  ASSERT_EQ(ZoInitializeWav64WithJunk(Wide(w64j).c_str(), &f, 2, 2000), S_OK);
+  EXPECT_EQ(std::filesystem::file_size(plain), 46u);
+  EXPECT_EQ(std::filesystem::file_size(junk), 100u);
+  EXPECT_EQ(std::filesystem::file_size(w64), 112u);
+  EXPECT_EQ(std::filesystem::file_size(w64j), 2000u);
+  // A recorder appends samples and then sets the sizes.
+  const auto s = Samples(4000);
+  for (const auto& [p, start] : {std::pair{plain, 46u}, std::pair{junk, 100u}}) {
+    Append(p, s);
+    Handle h(p, true);
+    ASSERT_EQ(ZoInsertWavHeader(h.get(), &f, 4000, start), S_OK);
+  }
+  for (const auto& [p, start] : {std::pair{w64, 112u}, std::pair{w64j, 2000u}}) {
+    Append(p, s);
+    Handle h(p, true);
+    ASSERT_EQ(ZoInsertW64Header(h.get(), &f, 4000, start), S_OK);
+  }
+  for (const auto& p : {plain, junk, w64, w64j}) {
+    EXPECT_EQ(SoxSamples(p), 1000u) << p;
+    ULONGLONG samples = 0;
+    WfxPtr w(ZoGetFileWfx(Wide(p).c_str(), &samples, nullptr));
+    ASSERT_TRUE(w) << p;
+    EXPECT_EQ(samples, 1000u);
+  }
+  DWORD type = 0;
+  ZoIsQuicklyIdentifiableMediaFileFormat(Wide(w64j).c_str(), 0, &type);
+  EXPECT_EQ(type, DWORD(ZOFILEID_WAVE64));
+}
+
+TEST(Headers, InsertRulesOnHeaderSize) {
+  ScratchDir dir;
+  const auto p = dir / "r.wav";
+  WriteBytes(p, Samples(200));
+  const WAVEFORMATEX f = Pcm(1, 8000, 16);
+  Handle h(p, true);
+  EXPECT_EQ(ZoInsertWavHeader(h.get(), &f, 100, 48), ZOERR_BAD_CHUNK_HEADER);
+  EXPECT_EQ(ReadBytes(p), Samples(200));  // nothing changed
+  EXPECT_EQ(ZoInsertWavHeader(h.get(), &f, 100, 47), ZOERR_BAD_CHUNK_HEADER);
+  ASSERT_EQ(ZoInsertWavHeader(h.get(), &f, 100, 54), S_OK);
+  const auto bytes = ReadBytes(p);
+  EXPECT_EQ(std::memcmp(bytes.data() + 38, "JUNK\0\0\0\0data", 12), 0);
+  WAVEFORMATEX twenty = Pcm(2, 8000, 16);
+  twenty.wBitsPerSample = 20;
+  EXPECT_EQ(ZoInitializeWav(Wide(dir / "x.wav").c_str(), &twenty, 2), ZOERR_UNSUPPORTED_MEDIATYPE);
+  EXPECT_TRUE(ZoAudio_FixBadWfx(&twenty));
+  EXPECT_EQ(twenty.wBitsPerSample, 24);
+  EXPECT_EQ(twenty.nBlockAlign, 6);
+  EXPECT_FALSE(ZoAudio_FixBadWfx(&twenty));
+}
+
+// ---- crashed recordings
+enum class Crash { SizesZero, TruncatedMidSample, SizesBeyondFile };
+
+struct CrashCase {
+  Crash crash;
+  bool toolMade;  // sox wrote the good file (16-byte format chunk) instead of us
+};
+
+class CrashRepair : public ::testing::TestWithParam<CrashCase> {};
+
+TEST_P(CrashRepair, RepairedFileReadsBackWithTheRightSampleCount) {
+  VANE_REQUIRE_TOOL("sox");
+  const CrashCase c = GetParam();
+  ScratchDir dir;
+  const auto p = dir / "crash.wav";
+  const WAVEFORMATEX f = Pcm(2, 22050, 16);
+  size_t dataAt = 46;
+  if (c.toolMade) {
+    ASSERT_TRUE(Make("sox -n -r 22050 -c 2 -b 16 -t wavpcm " + ShellQuote(p.string()) + " synth 0.1 sine 440"));
+    dataAt = 44;
+    auto bytes = ReadBytes(p);
+    bytes.resize(dataAt);
+    bytes.insert(bytes.end(), 4 * 1000, 0x11);
+    WriteBytes(p, bytes);
+  } else {
+    ASSERT_EQ(ZoInitializeWav(Wide(p).c_str(), &f, 2), S_OK);
+    Append(p, Samples(4 * 1000));
+  }
+  switch (c.crash) {
+    case Crash::SizesZero: break;
+    case Crash::TruncatedMidSample: Append(p, {1, 2, 3}); break;
+    case Crash::SizesBeyondFile: Patch32(p, dataAt - 4, 0x7FFFFFF0); break;
+  }
+  Patch32(p, 4, c.crash == Crash::SizesBeyondFile ? 0xFFFFFF00u : 0);
+  if (c.crash != Crash::SizesBeyondFile) Patch32(p, dataAt - 4, 0);
+  {
+    Handle h(p, true);
+    ASSERT_EQ(ZoFixTrashedWav(h.get(), nullptr, 0x10000), S_OK);
+  }
+  ULONGLONG samples = 0, offset = 0;
+  WfxPtr w(ZoGetFileWfx(Wide(p).c_str(), &samples, &offset));
+  ASSERT_TRUE(w);
+  EXPECT_EQ(samples, 1000u);
+  EXPECT_EQ(offset, dataAt);
+  EXPECT_EQ(w->nSamplesPerSec, 22050u);
+  if (HaveTool("soxi")) {
+    EXPECT_EQ(SoxSamples(p), 1000u);
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(Recorders, CrashRepair,
+                         ::testing::Values(CrashCase{Crash::SizesZero, false}, CrashCase{Crash::TruncatedMidSample, false},
+                                           CrashCase{Crash::SizesBeyondFile, false}, CrashCase{Crash::SizesZero, true},
+                                           CrashCase{Crash::TruncatedMidSample, true},
+                                           CrashCase{Crash::SizesBeyondFile, true}));
+
+TEST(Repair, TakesHintsForNonsenseFieldsAndScansForData) {
+  ScratchDir dir;
+  const auto p = dir / "h.wav";
+  WAVEFORMATEX f = Pcm(2, 192000, 16);
+  ASSERT_EQ(ZoInitializeWav(Wide(p).c_str(), &f, 2), S_OK);
+  Append(p, Samples(4 * 100));
+  WAVEFORMATEX hint = Pcm(1, 48000, 24);
+  {
+    Handle h(p, true);
+    ASSERT_EQ(ZoFixTrashedWav(h.get(), &hint, 0x10000), S_OK);
+  }
+  WfxPtr kept(ZoGetFileWfx(Wide(p).c_str(), nullptr, nullptr));
+  ASSERT_TRUE(kept);
+  EXPECT_EQ(kept->nSamplesPerSec, 192000u);
+  Patch32(p, 24, 192001);
+  Patch32(p, 4, 0);
+  Patch32(p, 38, 0xDEADBEEF);  // the data header's id is gone: "data" must be scanned for
+  {
+    Handle h(p, true);
+    ASSERT_EQ(ZoFixTrashedWav(h.get(), &hint, 100), S_OK);
+  }
+  ULONGLONG samples = 0, offset = 0;
+  WfxPtr taken(ZoGetFileWfx(Wide(p).c_str(), &samples, &offset));
+  ASSERT_TRUE(taken);
+  EXPECT_EQ(taken->nSamplesPerSec, 48000u);
+  EXPECT_EQ(offset, 100u);  // no "data" within the limit: samples start at it
+  EXPECT_EQ(samples, (446u - 100u) / 4u);
+}
+
+TEST(Repair, Wave64CrashIsRescued) {
+  VANE_REQUIRE_TOOL("soxi");
+  ScratchDir dir;
+  const auto p = dir / "c.w64";
+  const WAVEFORMATEX f = Pcm(2, 8000, 16);
+  ASSERT_EQ(ZoInitializeWav64(Wide(p).c_str(), &f, 2), S_OK);
+  Append(p, Samples(4 * 333 + 2));
+  {
+    Handle h(p, true);
+    ASSERT_EQ(ZoFixTrashedW64(h.get(), nullptr, 0x10000), S_OK);
+  }
+  ULONGLONG samples = 0;
+  WfxPtr w(ZoGetFileWfx(Wide(p).c_str(), &samples, nullptr));
+  ASSERT_TRUE(w);
+  EXPECT_EQ(samples, 333u);
+  EXPECT_EQ(w->nSamplesPerSec, 8000u);
+  EXPECT_EQ(SoxSamples(p), 333u);
+}
+
+}  // namespace
