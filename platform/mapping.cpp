@@ -155,7 +155,9 @@ LPVOID MapViewOfFile(HANDLE handle, DWORD access, DWORD offsetHigh, DWORD offset
   auto mapping = detail::Lookup<Mapping>(handle);
   if (!mapping) return nullptr;
   const Section& section = *mapping->m_section;
-  const bool copy = access & FILE_MAP_COPY;
+  // FILE_MAP_COPY alone asks for a private copy; the same bit is also part
+  // of FILE_MAP_ALL_ACCESS, which is a shared writable view.
+  const bool copy = (access & FILE_MAP_COPY) && !(access & (FILE_MAP_READ | FILE_MAP_WRITE));
   const bool write = access & FILE_MAP_WRITE;
   const ULONGLONG offset = (ULONGLONG(offsetHigh) << 32) | offsetLow;
   if ((write && !copy && !section.m_writable) || offset >= section.m_size) {
