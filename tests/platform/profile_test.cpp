@@ -39,7 +39,7 @@ TEST_F(ProfileTest, ListsKeysAndSectionsAsDoubleNulLists) {
   Write("[a]\nx=1\nyy=2\n[b]\n");
   WCHAR buf[16];
   DWORD n = GetPrivateProfileStringW(u"A", nullptr, u"", buf, 16, Path().c_str());
-  EXPECT_EQ(std::u16string(buf, n + 1), std::u16string(u"x\0yy\0", 5));
+  EXPECT_EQ(std::u16string(buf, n), std::u16string(u"x\0yy\0", 5));
   n = GetPrivateProfileSectionNamesW(buf, 16, Path().c_str());
   EXPECT_EQ(std::u16string(buf, n), std::u16string(u"a\0b\0", 4));
   // A list that does not fit is cut and reports size - 2.

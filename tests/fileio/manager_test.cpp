@@ -1,0 +1,417 @@
+// SPDX-License-Identifier: MIT
+#include "fileio/manager.h"
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <utime.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+
+#include "fileio/detail/module_loader.h"
+#include "fileio/team_guids.h"
+#include "platform/file.h"
+#include "platform/profile.h"
+#include "platform/wtext.h"
+#include "tests/support/test_files.h"
+
+namespace fs = std::filesystem;
+using vane::ComPtr;
+using vane::fileio::ProbeStage;
+using vane::platform::FromUtf8;
+using vane::platform::ToUtf8;
+
+namespace {
+
+GUID FakeId(DWORD d1) { return GUID{d1, 0x5A5A, 0x4000, {0x80, 0x00, 0x00, 0x00, 0x00, 0x00, 0xFA, 0x4E}}; }
+GUID FakeReader(DWORD d1) { return FakeId(d1 + 0x1000); }
+
+class ManagerTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    fs::create_directories(m_dir / "plugins");
+    setenv("XDG_CACHE_HOME", (m_dir / "cache").c_str(), 1);
+    setenv("XDG_CONFIG_HOME", (m_dir / "config").c_str(), 1);
+    setenv("XDG_RUNTIME_DIR", m_dir.path().c_str(), 1);
+    setenv("VANE_PLUGIN_PATH", (m_dir / "plugins").c_str(), 1);
+    setenv("VANE_PROBE_HELPER", VANE_PROBE_HELPER_PATH, 1);
+    setenv("VANE_PROBE_TIMEOUT_MS", "1500", 1);
+  }
+  void TearDown() override { vane::fileio::SetQuickIdentifyForTests(nullptr); }
+
+  // Copies the named test modules into the plug-in folder and lists them in
+  // one configuration file; `extra` is appended as it stands.
+  void Install(const std::vector<std::string>& modules, const std::string& extra = {}) {
+    std::string config = "[FileIO Plug-Ins]\n";
+    for (const auto& m : modules) {
+      fs::copy_file(fs::path(VANE_TEST_PLUGIN_DIR) / (m + ".so"), m_dir / "plugins" / (m + ".so"),
+                    fs::copy_options::overwrite_existing);
+      config += m + "=" + m + ".so\n";
+    }
+    std::ofstream(m_dir / "plugins" / "test.Fio2007-Config") << config << extra;
+  }
+
+  ComPtr<IZoFileIOMgrForApp> Create(DWORD flags = 0) {
+    ComPtr<IZoFileIOMgrForApp> m;
+    EXPECT_EQ(ZOFileIO_CreateInstance(m.ReleaseAndGetAddressOf(), flags), S_OK);
+    return m;
+  }
+
+  std::u16string File(const std::string& name, const std::string& bytes) {
+    std::ofstream(m_dir / name, std::ios::binary) << bytes;
+    return FromUtf8((m_dir / name).string());
+  }
+
+  static vane::fileio::CZoFileIOManager* Impl(const ComPtr<IZoFileIOMgrForApp>& m) {
+    return static_cast<vane::fileio::CZoFileIOManager*>(m.Get());
+  }
+
+  static const vane::fileio::PluginDescription* Find(const std::vector<vane::fileio::PluginDescription>& list,
+                                                     const std::string& moduleStem) {
+    for (const auto& d : list)
+      if (ToUtf8(d.module).find("/" + moduleStem + ".so") != std::string::npos) return &d;
+    return nullptr;
+  }
+
+  // Which reader a file goes to, and the stage that decided.
+  std::pair<HRESULT, GUID> Probe(IZoFileIOMgrForApp* m, const std::u16string& file, ProbeStage* stage = nullptr) {
+    vane::fileio::ProbeReport r;
+    HRESULT hr = vane::fileio::ProbeFile(m, file.c_str(), &r);
+    if (stage) *stage = r.stage;
+    return {hr, r.reader};
+  }
+
+  vane::test::ScratchDir m_dir;
+};
+
+TEST_F(ManagerTest, FindsReadersByMagicExtensionAndOrder) {
+  Install({"alpha", "beta"});
+  auto m = Create();
+  ASSERT_TRUE(m);
+  EXPECT_EQ(m->GetReaderCount(), 2);
+  EXPECT_EQ(m->GetRendererCount(), 1);
+
+  ProbeStage stage;
+  auto [hr, reader] = Probe(m.Get(), File("a.bet", "BETA and more"), &stage);
+  EXPECT_EQ(hr, S_OK);
+  EXPECT_EQ(reader, FakeReader(0xB2000000));
+  EXPECT_EQ(stage, ProbeStage::Extension);
+
+  // Content beats a wrong extension: the all stage finds it.
+  std::tie(hr, reader) = Probe(m.Get(), File("b.dat", "ALPHxxxxxxxxxxxx"), &stage);
+  EXPECT_EQ(hr, S_OK);
+  EXPECT_EQ(reader, FakeReader(0xA1000000));
+  EXPECT_EQ(stage, ProbeStage::All);
+
+  // Unknown bytes: the by-name probe takes the extension's word for it,
+  // unless metric 22 turns that off.
+  std::u16string unknown = File("c.alp", "nothing we know");
+  std::tie(hr, reader) = Probe(m.Get(), unknown, &stage);
+  EXPECT_EQ(hr, S_OK);
+  EXPECT_EQ(stage, ProbeStage::Name);
+  ASSERT_EQ(m->SetMetric(vane::fileio::kMetricNoNameProbe, 1), S_OK);
+  EXPECT_EQ(Probe(m.Get(), unknown).first, ZOERR_UNSUPPORTED_FORMAT);
+}
+
+TEST_F(ManagerTest, LastUsedClassIsTriedBeforeTheRest) {
+  Install({"alpha", "beta"});
+  auto m = Create();
+  ComPtr<IZoReadFile> f;
+  ASSERT_EQ(m->OpenReadFile(File("a.bet", "BETA").c_str(), f.ReleaseAndGetAddressOf(), 0), S_OK);
+  ProbeStage stage;
+  auto [hr, reader] = Probe(m.Get(), File("b.xyz", "BETA again"), &stage);
+  EXPECT_EQ(hr, S_OK);
+  EXPECT_EQ(stage, ProbeStage::LastUsed);
+}
+
+TEST_F(ManagerTest, ValidCacheLoadsOnlyClassesMarkedForInitialisation) {
+  Install({"alpha", "beta", "gamma"});
+  { auto first = Create(); }
+  size_t before = vane::fileio::detail::ModuleLoadCount();
+  auto m = Create();
+  // gamma asks to be initialised on every start; alpha and beta wait.
+  EXPECT_EQ(vane::fileio::detail::ModuleLoadCount() - before, 1u);
+  EXPECT_EQ(m->GetReaderCount(), 3);
+  auto list = vane::fileio::DescribePlugins(m.Get());
+  EXPECT_EQ(Find(list, "alpha")->state, "not loaded");
+  EXPECT_EQ(Find(list, "gamma")->state, "ready");
+  // Texts came from the cache: the extension search works without loading.
+  EXPECT_EQ(Find(list, "beta")->extensions, u"*.bet");
+  auto [hr, reader] = Probe(m.Get(), File("x.bet", "BETA"));
+  EXPECT_EQ(hr, S_OK);
+  EXPECT_EQ(reader, FakeReader(0xB2000000));
+}
+
+TEST_F(ManagerTest, ChangedModuleTimeIsProbedAgain) {
+  Install({"alpha", "beta"});
+  { auto first = Create(); }
+  struct stat st {};
+  ASSERT_EQ(::stat((m_dir / "plugins" / "beta.so").c_str(), &st), 0);
+  utimbuf times{st.st_atime, st.st_mtime + 10};
+  ASSERT_EQ(::utime((m_dir / "plugins" / "beta.so").c_str(), &times), 0);
+  size_t before = vane::fileio::detail::ModuleLoadCount();
+  auto m = Create();
+  // The re-probed module's class is initialised once at this start.
+  EXPECT_EQ(vane::fileio::detail::ModuleLoadCount() - before, 1u);
+  EXPECT_EQ(Find(vane::fileio::DescribePlugins(m.Get()), "beta")->state, "ready");
+  EXPECT_EQ(Find(vane::fileio::DescribePlugins(m.Get()), "alpha")->state, "not loaded");
+}
+
+TEST_F(ManagerTest, DeletedModuleIsSkippedAndItsSectionKept) {
+  Install({"alpha", "beta"});
+  { auto first = Create(); }
+  fs::remove(m_dir / "plugins" / "beta.so");
+  auto m = Create();
+  EXPECT_EQ(m->GetReaderCount(), 1);
+  auto cache = vane::platform::LoadIniSnapshot(ToUtf8(Impl(m)->CachePath()));
+  ASSERT_TRUE(cache);
+  EXPECT_NE(cache->FindSection(u"beta"), nullptr);
+}
+
+TEST_F(ManagerTest, CrashingAndHangingModulesAreHiddenRecordedAndNeverLoaded) {
+  Install({"crash", "hang", "alpha"});
+  auto m = Create();
+  ASSERT_TRUE(m);
+  auto list = vane::fileio::DescribePlugins(m.Get());
+  EXPECT_EQ(Find(list, "crash")->state, "hidden");
+  EXPECT_EQ(Find(list, "hang")->state, "hidden");
+  EXPECT_EQ(m->GetReaderCount(), 1);
+  auto cache = vane::platform::LoadIniSnapshot(ToUtf8(Impl(m)->CachePath()));
+  ASSERT_TRUE(cache);
+  EXPECT_NE(cache->Find(u"crash", u"ModTime"), nullptr);
+  EXPECT_NE(cache->Find(u"hang", u"ModTime"), nullptr);
+  m.Reset();
+  // The next start believes the cache: no child process, no load, no wait.
+  setenv("VANE_PROBE_HELPER", "/nonexistent/helper", 1);
+  auto again = Create();
+  list = vane::fileio::DescribePlugins(again.Get());
+  EXPECT_EQ(Find(list, "crash")->state, "hidden");
+  EXPECT_EQ(Find(list, "hang")->state, "hidden");
+}
+
+TEST_F(ManagerTest, CacheKeepsAtMostSixteenClassesOfAModule) {
+  Install({"many"});
+  EXPECT_EQ(Create()->GetReaderCount(), 17);
+  EXPECT_EQ(Create()->GetReaderCount(), 16);
+}
+
+TEST_F(ManagerTest, FirstModuleOfferingAClassWinsUnlessDuplicatesAllowed) {
+  Install({"dupa", "dupb"});
+  {
+    auto m = Create();
+    EXPECT_EQ(m->GetReaderCount(), 1);
+    EXPECT_EQ(Probe(m.Get(), File("x.bin", "DUPB")).first, ZOERR_UNSUPPORTED_FORMAT);
+    EXPECT_EQ(Probe(m.Get(), File("y.bin", "DUPA")).first, S_OK);
+  }
+  Install({"dupa", "dupc"});
+  auto m = Create(vane::fileio::kCreateRebuild);
+  EXPECT_EQ(m->GetReaderCount(), 2);
+  EXPECT_EQ(Probe(m.Get(), File("z.bin", "DUPC")).first, S_OK);
+}
+
+TEST_F(ManagerTest, NotInitialisedAnswerBecomesTheFallback) {
+  Install({"uninit", "alpha"});
+  auto m = Create();
+  HANDLE h = CreateFileW(File("x.uni", "unknown bytes here").c_str(), GENERIC_READ, 3, nullptr, OPEN_EXISTING, 0,
+                         nullptr);
+  ASSERT_NE(h, INVALID_HANDLE_VALUE);
+  LONG index = -1;
+  EXPECT_EQ(m->FindReaderForHandle(h, File("x.uni", "unknown bytes here").c_str(), &index, 0),
+            ZOERR_PLUGIN_NOT_INITIALIZED);
+  ComPtr<IZoReadFileClass> cls;
+  ASSERT_EQ(m->GetReadClassByIndex(cls.ReleaseAndGetAddressOf(), index), S_OK);
+  GUID id{};
+  cls->GetTypeID(&id);
+  EXPECT_EQ(id, FakeReader(0x97000000));
+  // A reader that does take the file wins, with the fallback noted.
+  std::u16string alpha = File("y.uni", "ALPH....");
+  HANDLE h2 = CreateFileW(alpha.c_str(), GENERIC_READ, 3, nullptr, OPEN_EXISTING, 0, nullptr);
+  EXPECT_EQ(m->FindReaderForHandle(h2, alpha.c_str(), &index, 0), MakeStatus(0x0004E016));
+  CloseHandle(h);
+  CloseHandle(h2);
+}
+
+TEST_F(ManagerTest, ConfiguredMeritOverridesTheProbe) {
+  std::string merit = vane::platform::GuidToString(FakeReader(0x98000000));
+  Install({"alpha", "merit"}, "[merit]\nReader=" + merit + "\n" + merit + "=10\n");
+  auto m = Create();
+  ProbeStage stage;
+  auto [hr, reader] = Probe(m.Get(), File("a.alp", "ALPH"), &stage);
+  EXPECT_EQ(hr, S_OK);
+  EXPECT_EQ(stage, ProbeStage::Merit);
+  EXPECT_EQ(reader, FakeReader(0x98000000));
+}
+
+TEST_F(ManagerTest, MonikerIsCutForTheProbeAndHandedWholeToTheReader) {
+  Install({"alpha"});
+  auto m = Create();
+  std::u16string name = File("song.alp", "ALPH") + u"?x=1";
+  ComPtr<IZoReadFile> f;
+  ASSERT_EQ(m->OpenReadFile(name.c_str(), f.ReleaseAndGetAddressOf(), 0), S_OK);
+  WCHAR got[600] = {};
+  ASSERT_EQ(f->GetFileName(got, 600), S_OK);
+  EXPECT_EQ(std::u16string(got), name);
+  std::u16string tooLong = u"/" + std::u16string(530, u'a');
+  EXPECT_EQ(m->OpenReadFile(tooLong.c_str(), f.ReleaseAndGetAddressOf(), 0), ZOERR_BUFFER_TOO_SMALL);
+}
+
+TEST_F(ManagerTest, TableStageReachesTheIdentifiedClassFirst) {
+  Install({"alpha", "wavex"});
+  auto m = Create();
+  vane::fileio::SetQuickIdentifyForTests([](HANDLE, LPCWSTR, DWORD, DWORD* type) -> BOOL {
+    *type = 2;
+    return TRUE;
+  });
+  ProbeStage stage;
+  auto [hr, reader] = Probe(m.Get(), File("t.alp", "RIFF\x10\0\0\0WAVEfmt "), &stage);
+  EXPECT_EQ(hr, S_OK);
+  EXPECT_EQ(stage, ProbeStage::Table);
+  EXPECT_EQ(reader, GUID_VaneWaveReader);
+  // When the identified class refuses, the later stages still run.
+  std::tie(hr, reader) = Probe(m.Get(), File("u.alp", "ALPH plus"), &stage);
+  EXPECT_EQ(hr, S_OK);
+  EXPECT_EQ(stage, ProbeStage::Extension);
+}
+
+struct BadFileCase {
+  const char* name;
+  std::string bytes;
+  HRESULT expected;
+};
+
+class ManagerBadFileTest : public ManagerTest, public ::testing::WithParamInterface<BadFileCase> {};
+
+TEST_P(ManagerBadFileTest, GivesTheDefinedStatus) {
+  Install({"alpha"});
+  auto m = Create();
+  auto [hr, reader] = Probe(m.Get(), File("f.bin", GetParam().bytes));
+  EXPECT_EQ(hr, GetParam().expected) << GetParam().name;
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Files, ManagerBadFileTest,
+    ::testing::Values(BadFileCase{"empty", "", ZOERR_UNSUPPORTED_FORMAT},
+                      BadFileCase{"under 12 bytes passes the filter", std::string("RIFF\0\0\0\0ZOX", 11),
+                                  ZOERR_UNSUPPORTED_FORMAT},
+                      BadFileCase{"project riff", std::string("RIFF\x10\0\0\0ZOXXdata", 16), ZOERR_APP_FILETYPE},
+                      BadFileCase{"riff of size 0", std::string("RIFF\0\0\0\0WAVEfmt ", 16), ZOERR_APP_FILETYPE},
+                      BadFileCase{"midi", std::string("MThd\0\0\0\x06\0\0\0\x01", 12), ZOERR_APP_FILETYPE}),
+    [](const auto& info) {
+      std::string n = info.param.name;
+      for (char& c : n)
+        if (!isalnum(static_cast<unsigned char>(c))) c = '_';
+      return n;
+    });
+
+TEST_F(ManagerTest, MissingAndUnreadableFilesGiveTheSystemError) {
+  Install({"alpha"});
+  auto m = Create();
+  ComPtr<IZoReadFile> f;
+  std::u16string missing = FromUtf8((m_dir / "nope.alp").string());
+  EXPECT_EQ(m->OpenReadFile(missing.c_str(), f.ReleaseAndGetAddressOf(), 0), HRESULT_FROM_WIN32(ERROR_FILE_NOT_FOUND));
+  fs::create_directory(m_dir / "folder.alp");
+  HRESULT hr = m->OpenReadFile(FromUtf8((m_dir / "folder.alp").string()).c_str(), f.ReleaseAndGetAddressOf(), 0);
+  EXPECT_TRUE(FAILED(hr));
+  EXPECT_EQ(HRESULT(hr & 0xFFFF0000), HRESULT(0x80070000)) << std::hex << hr;
+}
+
+TEST_F(ManagerTest, BadConfigurationAndModulesAreSkippedWithAState) {
+  std::ofstream(m_dir / "plugins" / "notelf.so") << "this is not a module";
+  Install({"alpha", "noentry"},
+          "[FileIO Plug-Ins]\nmissing=missing.so\nnotelf=notelf.so\n= \ngarbage line without equals\n[[[\n");
+  auto m = Create();
+  ASSERT_TRUE(m);
+  auto list = vane::fileio::DescribePlugins(m.Get());
+  EXPECT_EQ(Find(list, "missing"), nullptr);
+  ASSERT_NE(Find(list, "noentry"), nullptr);
+  EXPECT_EQ(Find(list, "noentry")->state, "hidden");
+  ASSERT_NE(Find(list, "notelf"), nullptr);
+  EXPECT_EQ(Find(list, "notelf")->state, "hidden");
+  EXPECT_EQ(m->GetReaderCount(), 1);
+}
+
+TEST_F(ManagerTest, GarbageOrTruncatedCacheIsRebuilt) {
+  Install({"alpha", "beta"});
+  std::u16string cachePath;
+  {
+    auto m = Create();
+    cachePath = Impl(m)->CachePath();
+  }
+  std::string good;
+  {
+    std::ifstream in(ToUtf8(cachePath));
+    good.assign(std::istreambuf_iterator<char>(in), {});
+  }
+  for (const std::string& bad : {good.substr(0, good.size() / 2), std::string("\xff\xfe[\0garbage=\x01\x02]]\n", 17)}) {
+    std::ofstream(ToUtf8(cachePath), std::ios::binary | std::ios::trunc) << bad;
+    auto m = Create();
+    EXPECT_EQ(m->GetReaderCount(), 2);
+    EXPECT_EQ(Probe(m.Get(), File("x.bet", "BETA")).first, S_OK);
+  }
+}
+
+TEST_F(ManagerTest, ExtensionSearchTreatsMinusOneAsZeroAndRefusesBelow) {
+  Install({"alpha", "beta"});
+  auto m = Create();
+  ComPtr<IZoReadFileClass> a, b;
+  LONG p1 = -1, p2 = 0, p3 = -2;
+  EXPECT_EQ(m->FindReadClassByExtension(a.ReleaseAndGetAddressOf(), u".AL2", &p1), S_OK);
+  EXPECT_EQ(m->FindReadClassByExtension(b.ReleaseAndGetAddressOf(), u"al2", &p2), S_OK);
+  EXPECT_EQ(p1, p2);
+  EXPECT_EQ(a.Get(), b.Get());
+  EXPECT_EQ(m->FindReadClassByExtension(a.ReleaseAndGetAddressOf(), u"alp", &p3), E_INVALIDARG);
+  LONG p4 = p1 + 1;
+  EXPECT_EQ(m->FindReadClassByExtension(a.ReleaseAndGetAddressOf(), u"alp", &p4), ZOERR_UNSUPPORTED_FORMAT);
+  EXPECT_EQ(p4, p1 + 1);
+  ComPtr<IZoRenderFileClass> r;
+  LONG rp = -1;
+  EXPECT_EQ(m->FindRenderClassByExtension(r.ReleaseAndGetAddressOf(), u"alp", &rp), S_OK);
+  EXPECT_EQ(m->FindRenderClassByExtension(r.ReleaseAndGetAddressOf(), nullptr, &rp), ZOERR_UNSUPPORTED_FORMAT);
+}
+
+TEST_F(ManagerTest, MetricsLiveInMemoryOrInTheMetricFile) {
+  auto m = Create(vane::fileio::kCreateNoDiscovery);
+  DWORD v = 0;
+  EXPECT_EQ(m->SetMetric(22, 7), S_OK);
+  EXPECT_EQ(m->GetMetric(22, &v), S_OK);
+  EXPECT_EQ(v, 7u);
+  EXPECT_EQ(m->SetMetric(54, 1), E_UNEXPECTED);
+  EXPECT_EQ(m->GetMetric(-100, &v), ZOERR_NOT_FOUND);
+  EXPECT_EQ(m->SetMetric(-100, 61453), S_OK);
+  EXPECT_EQ(m->GetMetric(-100, &v), S_OK);
+  EXPECT_EQ(v, 61453u);
+  EXPECT_EQ(m->SetMetricText(10, u"x"), E_INVALIDARG);
+  EXPECT_EQ(m->SetMetricText(100, u"hello"), S_OK);
+  WCHAR text[16];
+  DWORD len = 0;
+  EXPECT_EQ(m->GetMetricText(100, text, 16, &len), S_OK);
+  EXPECT_EQ(std::u16string(text), u"hello");
+  LONG in[4] = {5, -6, 0, 0}, out[4] = {9, 9, 9, 9};
+  EXPECT_EQ(m->SetMetricBinary(101, in, sizeof in), S_OK);
+  DWORD bytes = 0;
+  EXPECT_EQ(m->GetMetricBinary(101, out, sizeof out, &bytes), S_OK);
+  EXPECT_EQ(bytes, 8u);  // trailing zero values are dropped
+  EXPECT_EQ(out[1], -6);
+  EXPECT_EQ(out[3], 0);
+  EXPECT_EQ(m->DeleteMetric(100, 1), S_OK);
+  EXPECT_EQ(m->GetMetricText(100, text, 16, &len), ZOERR_NOT_FOUND);
+  EXPECT_EQ(ZoFio_GetMetric(m.Get(), -555, 3, 5, 9), 5);
+}
+
+TEST_F(ManagerTest, NameArrayCreationUsesOnlyTheListedModules) {
+  Install({"alpha", "beta"});
+  std::u16string alpha = FromUtf8((m_dir / "plugins" / "alpha.so").string());
+  const WCHAR* names[] = {alpha.c_str(), u"/nonexistent/module.so"};
+  ComPtr<IZoFileIOMgrForApp> m;
+  ASSERT_EQ(ZOFileIO_CreateInstance(m.ReleaseAndGetAddressOf(), 0, names, 2), S_OK);
+  EXPECT_EQ(m->GetReaderCount(), 1);
+  ZOFIO_PLUGININFO info{};
+  info.cbSize = sizeof info;
+  EXPECT_EQ(m->GetPluginInfo(FakeId(0xA1000000), &info), S_OK);
+  EXPECT_EQ(std::u16string(info.modulePath), alpha);
+  info.cbSize = 593;
+  EXPECT_EQ(m->GetPluginInfo(FakeId(0xA1000000), &info), E_FAIL);
+}
+
+}  // namespace
