@@ -14,7 +14,7 @@
 // - NaN is the one value where the two differ (the add keeps the NaN's low
 //   bits, the instruction gives 0x80000000): a block holding a NaN after
 //   scaling is redone by the plain rule before anything is stored.
-// Tails and NaN blocks use the plain rule; loads and stores never leave the
+// A NaN gain, tails and NaN blocks use the plain rule; loads and stores never leave the
 // caller's buffers, and the block order keeps in-place work safe.
 #include <immintrin.h>
 
@@ -409,6 +409,7 @@ struct Avx2S16ToS24 {
     BYTE* d = static_cast<BYTE*>(dst);                                                                   \
     const BYTE* s = static_cast<const BYTE*>(src);                                                       \
     if (gain == 1.0f) Name##Blocks<K, true>(d, s, samples, gain);                                        \
+    else if (gain != gain) ConvertRange<typename K::D, typename K::S, false>(d, s, 0, samples, gain);     \
     else Name##Blocks<K, false>(d, s, samples, gain);                                                    \
   }
 

@@ -76,6 +76,10 @@ struct IntSample {
       } else {
         p[0] = static_cast<BYTE>(v), p[1] = static_cast<BYTE>(v >> 8), p[2] = static_cast<BYTE>(v >> 16);
       }
+    } else if constexpr (kUnpacked_) {
+      // The container always holds a sign-extended 24-bit value, whatever
+      // bits a NaN left above them.
+      StoreRaw(p, static_cast<uint32_t>(static_cast<int32_t>(v << 8) >> 8));
     } else {
       StoreRaw(p, kBigEndian ? __builtin_bswap32(v) : v);
     }
@@ -137,6 +141,14 @@ inline int32_t ClipRound(double d) {
   return static_cast<int32_t>(static_cast<uint32_t>(std::bit_cast<uint64_t>(d)));
 }
 
+// x * gain in the source's precision. A NaN gain gives the gain's own NaN
+// for every sample, NaN samples included, so that the result does not hang
+// on which operand of a NaN * NaN product the processor keeps.
+template <typename V>
+inline V GainMul(V x, float gain) {
+  return gain != gain ? static_cast<V>(gain) : x * static_cast<V>(gain);
+}
+
 // One sample of the rule. kUnit: gain is exactly 1.0.
 template <typename D, typename S, bool kUnit>
 inline void ConvertOne(BYTE* dp, const BYTE* sp, float gain) {
@@ -154,7 +166,7 @@ inline void ConvertOne(BYTE* dp, const BYTE* sp, float gain) {
   } else if constexpr (!D::kFloat) {
     using SV = typename S::Value;
     SV x = S::Load(sp);
-    if constexpr (!kUnit) x = x * static_cast<SV>(gain);
+    if constexpr (!kUnit) x = GainMul(x, gain);
     D::Store(dp, ClipRound<D>(static_cast<double>(x) * D::kScale));
   } else if constexpr (!S::kFloat) {
     using DV = typename D::Value;
@@ -164,7 +176,7 @@ inline void ConvertOne(BYTE* dp, const BYTE* sp, float gain) {
     using SV = typename S::Value;
     using DV = typename D::Value;
     SV x = S::Load(sp);
-    if constexpr (!kUnit) x = x * static_cast<SV>(gain);
+    if constexpr (!kUnit) x = GainMul(x, gain);
     D::Store(dp, static_cast<DV>(x));
   }
 }
