@@ -138,7 +138,8 @@ TEST_F(RealFiles, MovieHasOneVideoAndOneSoundTrack) {
 
 TEST_F(RealFiles, BrandsTellThreeGppAndQuickTime) {
   auto major = [&](const char* name) {
-    const auto ftyp = All(Dump(name).boxes, "ftyp");
+    const BoxFileDump d = Dump(name);
+    const auto ftyp = All(d.boxes, "ftyp");
     return ftyp.empty() ? std::string() : std::get<std::string>(*ftyp[0]->fields.find("major_brand"));
   };
   EXPECT_EQ(major("clip.3gp").substr(0, 3), "3gp");
