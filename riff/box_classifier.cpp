@@ -24,7 +24,7 @@ inline bool Is(const BYTE* p, const char* t) { return std::memcmp(p, t, 4) == 0;
 // Where boxes come from: the file, or only the bytes already read.
 class Source {
  public:
-  Source(const BYTE* bytes, size_t n, HANDLE file) : m_bytes(bytes), m_n(n), m_file(file) {
+  Source(const BYTE* bytes, size_t n, HANDLE file) : m_bytes(bytes), m_file(file) {
     std::int64_t s = 0;
     m_size = (m_file && FileSize(m_file, &s)) ? s : std::int64_t(n);
   }
@@ -40,7 +40,6 @@ class Source {
 
  private:
   const BYTE* m_bytes;
-  size_t m_n;
   HANDLE m_file;
   std::int64_t m_size;
 };
