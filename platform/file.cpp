@@ -456,7 +456,7 @@ DWORD SetFilePointer(HANDLE handle, LONG distance, LONG* highPart, DWORD method)
   const LONGLONG start = ::lseek(file->m_fd, 0, SEEK_CUR);
   LONGLONG position = 0;
   if (!Seek(*file, move, method, &position)) return INVALID_SET_FILE_POINTER;
-  if (!highPart && position > LONGLONG(0xFFFFFFFE)) {
+  if (!highPart && position > LONGLONG(0xFFFFFFFF)) {
     // Without a high part the new position must be a 32-bit value.
     ::lseek(file->m_fd, start, SEEK_SET);
     Fail(ERROR_INVALID_PARAMETER);

@@ -216,13 +216,14 @@ void DeleteCriticalSection(CRITICAL_SECTION* cs) {
 }
 
 void EnterCriticalSection(CRITICAL_SECTION* cs) {
+  if (!cs) return;
   CsMutex(cs)->lock();
   cs->owner = GetCurrentThreadId();
   ++cs->recursion;
 }
 
 BOOL TryEnterCriticalSection(CRITICAL_SECTION* cs) {
-  if (!CsMutex(cs)->try_lock()) return FALSE;
+  if (!cs || !CsMutex(cs)->try_lock()) return FALSE;
   cs->owner = GetCurrentThreadId();
   ++cs->recursion;
   return TRUE;
@@ -231,7 +232,7 @@ BOOL TryEnterCriticalSection(CRITICAL_SECTION* cs) {
 void LeaveCriticalSection(CRITICAL_SECTION* cs) {
   // Leaving a section the thread does not hold would be undefined for the
   // mutex; it is ignored instead.
-  if (cs->owner != GetCurrentThreadId() || cs->recursion <= 0) return;
+  if (!cs || cs->owner != GetCurrentThreadId() || cs->recursion <= 0) return;
   if (--cs->recursion == 0) cs->owner = 0;
   CsMutex(cs)->unlock();
 }
