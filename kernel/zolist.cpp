@@ -4,8 +4,8 @@
 // arguments and holds the entry guard around these.
 //
 // The slot block is one zero-filled fixed global-memory block; slots beyond
-// nItems are kept zero. It grows by whole grow steps and is copied, never
-// reallocated in place, so a failed grow leaves the list as it was.
+// nItems are kept zero. It grows by whole grow steps, and a failed grow
+// leaves the list as it was.
 #include <algorithm>
 #include <cstdint>
 #include <cstdlib>
@@ -47,6 +47,16 @@ void* AllocSlotBlock(SIZE_T bytes) {
   void* block = GlobalLock(handle);
   if (block == nullptr) GlobalFree(handle);
   return block;
+}
+
+// Grows a slot block to bytes, zero-filling the new tail. The block may
+// move; the C heap moves large blocks by remapping pages instead of copying
+// them, which keeps appends cheap even with the fixed grow step. On failure
+// the old block is untouched.
+void* ResizeSlotBlock(void* block, SIZE_T bytes) {
+  if (bytes > kZoListMaxBlockBytes) return nullptr;
+  HGLOBAL handle = GlobalReAlloc(GlobalHandle(block), bytes, GMEM_MOVEABLE | GMEM_ZEROINIT);
+  return handle != nullptr ? GlobalLock(handle) : nullptr;
 }
 
 void FreeSlotBlock(void* block) {
@@ -365,10 +375,8 @@ HRESULT ZoListGrowLocked(tZOLIST& list, LONG slots) {
   if (slots < 1) slots = list.nGrowStep;
   const std::int64_t grown = std::int64_t{list.nAllocated} + RoundUp(slots, list.nGrowStep);
   if (grown > INT32_MAX) return E_OUTOFMEMORY;
-  void* block = AllocSlotBlock(SlotBytes(list, grown));
+  void* block = ResizeSlotBlock(list.pData, SlotBytes(list, grown));
   if (block == nullptr) return E_OUTOFMEMORY;
-  std::memcpy(block, list.pData, SlotBytes(list, list.nAllocated));
-  FreeSlotBlock(list.pData);
   list.pData = block;
   list.nAllocated = static_cast<LONG>(grown);
   return S_OK;
@@ -427,8 +435,15 @@ HRESULT ZoListInsertLocked(tZOLIST& list, LONG index, const void* items, LONG co
   if (std::int64_t{list.nItems} + inserted > list.nAllocated) {
     VANE_RETURN_IF_FAILED(ZoListGrowLocked(list, static_cast<LONG>(inserted)));
   }
-  std::memmove(Slot(list, index + inserted), Slot(list, index), SlotBytes(list, list.nItems - index));
-  if (bytes != 0) std::memcpy(Slot(list, index), from, bytes);
+  if (index < list.nItems) {
+    std::memmove(Slot(list, index + inserted), Slot(list, index), SlotBytes(list, list.nItems - index));
+  }
+  // One pointer slot is the common case: spare the general copy.
+  if (bytes == sizeof(void*)) {
+    std::memcpy(Slot(list, index), from, sizeof(void*));
+  } else if (bytes != 0) {
+    std::memcpy(Slot(list, index), from, bytes);
+  }
   list.nItems += static_cast<LONG>(inserted);
   list.pPendingItem = nullptr;
   return S_OK;

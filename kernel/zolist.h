@@ -14,6 +14,7 @@
 #pragma once
 
 #include "platform/export.h"
+#include "platform/status.h"
 #include "platform/sync.h"
 #include "platform/types.h"
 
