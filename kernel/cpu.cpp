@@ -309,6 +309,19 @@ bool CpuHasAvx2() {
   return hardwareAndOs && (ZoGetCPUSupport(0) & ZOCPU_SSE2) != 0 && GetHardwareSupport(ZOCPU_AVX) != 0;
 }
 
+std::vector<std::string> CpuFeatureNames(DWORD word) {
+  static constexpr struct {
+    DWORD bit;
+    const char* name;
+  } kNames[] = {{ZOCPU_MMX, "MMX"},       {ZOCPU_SSE, "SSE"},     {ZOCPU_SSE2, "SSE2"},         {ZOCPU_SSE3, "SSE3"},
+                {ZOCPU_SSSE3, "SSSE3"},   {ZOCPU_SSE41, "SSE4.1"}, {ZOCPU_SSE42, "SSE4.2"},     {ZOCPU_AVX, "AVX"},
+                {ZOCPU_CMOV, "CMOV"},     {ZOCPU_CMOV_FPU, "CMOV+FPU"}, {ZOCPU_TSC, "TSC"}, {ZOCPU_FTZ_DAZ, "FTZ/DAZ"}};
+  std::vector<std::string> names;
+  for (const auto& n : kNames)
+    if (word & n.bit) names.emplace_back(n.name);
+  return names;
+}
+
 }  // namespace vane::kernel
 
 using namespace vane::kernel;

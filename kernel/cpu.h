@@ -3,6 +3,9 @@
 // and the engine's dispatch tables test them.
 #pragma once
 
+#include <string>
+#include <vector>
+
 #include "platform/export.h"
 #include "platform/types.h"
 
@@ -41,5 +44,9 @@ namespace vane::kernel {
 // allowed mask still lets AVX through (so ZoDisallowCPUSupport(ZOCPU_AVX)
 // turns the wide variants off).
 VANE_EXPORT bool CpuHasAvx2();
+
+// The names of the feature bits set in a word ("MMX", "SSE", ..., "FTZ/DAZ"),
+// lowest bit first; the class nibble is left out.
+VANE_EXPORT std::vector<std::string> CpuFeatureNames(DWORD word);
 
 }  // namespace vane::kernel
