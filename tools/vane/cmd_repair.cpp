@@ -10,6 +10,8 @@
 
 #include "platform/file.h"
 #include "platform/wtext.h"
+#include "platform/status.h"
+#include "riff/riff_types.h"
 #include "riff/wave_header.h"
 #include "tools/vane/cli.h"
 
