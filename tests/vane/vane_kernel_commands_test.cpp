@@ -1,0 +1,82 @@
+// SPDX-License-Identifier: MIT
+// The kernel's vane commands, run as a person or a script would: exit
+// statuses, the text they print and the shape of their JSON.
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <string>
+
+#include "tests/support/test_files.h"
+
+namespace vane::test {
+namespace {
+
+std::string Vane() {
+  const char* dir = std::getenv("VANE_BUILD_DIR");
+  return ShellQuote(std::string(dir ? dir : ".") + "/bin/vane");
+}
+
+int RunVane(const std::string& args, std::string* out = nullptr) {
+  return RunCommand(Vane() + " " + args + (out ? " 2>/dev/null" : ""), out);
+}
+
+struct ExitCase {
+  const char* args;
+  int status;
+};
+
+class VaneKernelExit : public ::testing::TestWithParam<ExitCase> {};
+
+TEST_P(VaneKernelExit, GivesTheDocumentedStatus) { EXPECT_EQ(RunVane(GetParam().args), GetParam().status); }
+
+INSTANTIATE_TEST_SUITE_P(Commands, VaneKernelExit,
+                         ::testing::Values(ExitCase{"help", 0}, ExitCase{"version", 0}, ExitCase{"version --json", 0},
+                                           ExitCase{"version extra", 2}, ExitCase{"version --bogus", 2},
+                                           ExitCase{"status 0x8004E00B", 0}, ExitCase{"status -2147467259", 0},
+                                           ExitCase{"status 0x12345678", 1}, ExitCase{"status", 2},
+                                           ExitCase{"status zz", 2}, ExitCase{"status 0x1 0x2", 2},
+                                           ExitCase{"demo", 0}, ExitCase{"no-such-command", 2}));
+
+TEST(VaneStatus, PrintsTheTextWithoutLineFeeds) {
+  std::string out;
+  ASSERT_EQ(RunVane("status 0x8004E00B", &out), 0);
+  EXPECT_EQ(out, "0x8004E00B: The file is most likely corrupted or of an unknown format.\n");
+  ASSERT_EQ(RunCommand(Vane() + " status 0x12345678 2>&1", &out), 1);
+  EXPECT_NE(out.find("0x12345678"), std::string::npos);
+}
+
+TEST(VaneVersion, JsonCarriesTheStableKeys) {
+  std::string out;
+  ASSERT_EQ(RunVane("version --json", &out), 0);
+  EXPECT_NE(out.find("\"version\":\"13.0.373\""), std::string::npos) << out;
+  EXPECT_NE(out.find("\"version_word\":218104181"), std::string::npos) << out;
+  for (const char* key : {"\"cpu_support\":", "\"cpu_features\":[", "\"processor_count\":", "\"os\":\""})
+    EXPECT_NE(out.find(key), std::string::npos) << key;
+#if defined(__x86_64__)
+  EXPECT_NE(out.find("\"SSE2\""), std::string::npos);
+#endif
+}
+
+TEST(VaneVersion, JsonParsesWithTheTypesScriptsExpect) {
+  VANE_REQUIRE_TOOL("python3");
+  const std::string check =
+      "import json,sys; d=json.load(sys.stdin); "
+      "assert isinstance(d['version_word'], int) and isinstance(d['cpu_support'], int); "
+      "assert all(isinstance(n, str) for n in d['cpu_features']); "
+      "assert d['processor_count'] >= 1 and d['os']";
+  EXPECT_EQ(RunCommand(Vane() + " version --json | python3 -c " + ShellQuote(check)), 0);
+  EXPECT_EQ(RunCommand(Vane() + " status 0x8004E02A --json | python3 -c " +
+                       ShellQuote("import json,sys; d=json.load(sys.stdin); assert d['text'].startswith('The bit')")),
+            0);
+}
+
+TEST(VaneDemo, WalksItsStepsToTheEnd) {
+  std::string out;
+  ASSERT_EQ(RunVane("demo", &out), 0);
+  EXPECT_NE(out.find("[1] "), std::string::npos);
+  EXPECT_NE(out.find("13.0.373"), std::string::npos);
+  EXPECT_NE(out.find("done:"), std::string::npos);
+}
+
+}  // namespace
+}  // namespace vane::test
