@@ -3,6 +3,7 @@
 // statuses, the text they print and the shape of their JSON.
 #include <gtest/gtest.h>
 
+#include <cctype>
 #include <cstdlib>
 #include <string>
 
@@ -11,9 +12,11 @@
 namespace vane::test {
 namespace {
 
+// The tool of this build: VANE_BUILD_DIR when the runner sets it, else the
+// path the build compiled in.
 std::string Vane() {
   const char* dir = std::getenv("VANE_BUILD_DIR");
-  return ShellQuote(std::string(dir ? dir : ".") + "/bin/vane");
+  return ShellQuote(dir && *dir ? std::string(dir) + "/bin/vane" : std::string(VANE_TOOL_PATH));
 }
 
 int RunVane(const std::string& args, std::string* out = nullptr) {
@@ -35,7 +38,12 @@ INSTANTIATE_TEST_SUITE_P(Commands, VaneKernelExit,
                                            ExitCase{"status 0x8004E00B", 0}, ExitCase{"status -2147467259", 0},
                                            ExitCase{"status 0x12345678", 1}, ExitCase{"status", 2},
                                            ExitCase{"status zz", 2}, ExitCase{"status 0x1 0x2", 2},
-                                           ExitCase{"demo", 0}, ExitCase{"no-such-command", 2}));
+                                           ExitCase{"demo", 0}, ExitCase{"no-such-command", 2}),
+                         [](const auto& info) {
+                           std::string name = std::to_string(info.index) + "_";
+                           for (const char* c = info.param.args; *c; ++c) name += std::isalnum(*c) ? *c : '_';
+                           return name;
+                         });
 
 TEST(VaneStatus, PrintsTheTextWithoutLineFeeds) {
   std::string out;
