@@ -58,9 +58,13 @@ HRESULT CZoFileIOTypeEnum::Init(CZoFileIOManager* manager, DWORD filterFlags, co
       if ((filterFlags & ZOFIO_FILTER_KEEP_LISTED) ? !listed : listed) continue;
     }
     if (!e->duplicatesAllowed) {
-      const GUID& key = KindGuid(e, m_readers);
+      // Two entries offer one class when their class ids agree, or their
+      // reader (renderer) ids once both are known.
+      const GUID& kind = m_readers ? e->Reader : e->Renderer;
       bool shadowed = std::any_of(m_entries.begin(), m_entries.end(), [&](const tZOFIOPLUGINENTRY* o) {
-        return KindGuid(o, m_readers) == key && (m_readers ? o->readerState : o->renderState) != kClassFailed;
+        const GUID& other = m_readers ? o->Reader : o->Renderer;
+        bool same = o->classId == e->classId || (kind != GUID_NULL && other == kind);
+        return same && (m_readers ? o->readerState : o->renderState) != kClassFailed;
       });
       if (shadowed) continue;
     }
