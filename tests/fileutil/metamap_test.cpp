@@ -158,3 +158,41 @@ TEST(SmfmfRecordTest, VersionsAndSerializableForm) {
 
 }  // namespace
 }  // namespace fileutil
+
+#include <sstream>
+
+#include "fileutil/char_encoding.h"
+
+namespace fileutil {
+namespace {
+
+TEST(CharEncodingTest, EachStrategyReadsWhatItWrote) {
+  Char_ISO_8859_1 latin1;
+  Char_UTF8 utf8;
+  Char_UTF16_BOM bom(0xFFFE);
+  Char_UTF16_BigEndian be;
+  const std::u16string text = u"Caf\u00E9";
+  for (CharEncoding* e : std::initializer_list<CharEncoding*>{&latin1, &utf8, &bom, &be}) {
+    std::ostringstream out;
+    e->write(out, text);
+    const std::string bytes = out.str() + "tail";
+    const auto* p = reinterpret_cast<const std::uint8_t*>(bytes.data());
+    EXPECT_EQ(e->size(text), bytes.size() - 4);
+    EXPECT_EQ(e->count(p, p + bytes.size()), bytes.size() - 4);
+    EXPECT_EQ(e->read(p, p + bytes.size()), text);
+  }
+}
+
+TEST(CharEncodingTest, MarkSelectsByteOrderAndAnUnknownMarkWritesOnlyTheEnd) {
+  std::ostringstream be, le, odd;
+  Char_UTF16_BOM(0xFEFF).write(be, u"A");
+  Char_UTF16_BOM(0xFFFE).write(le, u"A");
+  Char_UTF16_BOM(0x1234).write(odd, u"A");
+  EXPECT_EQ(be.str(), std::string("\xFE\xFF\0A\0\0", 6));
+  EXPECT_EQ(le.str(), std::string("\xFF\xFE" "A\0\0\0", 6));
+  EXPECT_EQ(odd.str(), std::string("\x12\x34\0\0", 4));
+  EXPECT_EQ(Char_UTF16_BOM(0x1234).size(u"A"), 4u);
+}
+
+}  // namespace
+}  // namespace fileutil
