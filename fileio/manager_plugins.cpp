@@ -535,7 +535,8 @@ HRESULT CZoFileIOManager::InitRendererHere(tZOFIOPLUGINENTRY* e) {
       std::vector<std::u16string> texts;
       if (SUCCEEDED(AskTexts(cls, {ZOFIO_INFOTEXT_DEFAULT_EXT, ZOFIO_INFOTEXT_NAME}, &texts))) {
         e->ExtRenderer = WithoutBlanks(texts[0]);
-        if (!texts[1].empty()) e->DialogName = texts[1];
+        // A class that reads too keeps its reader's display name.
+        if (!texts[1].empty() && (!(e->Access & kAccessReader) || e->DialogName.empty())) e->DialogName = texts[1];
         e->hasExtRenderer = e->hasDialogName = true;
         e->state |= kEntryDirty;
       }
