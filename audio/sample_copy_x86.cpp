@@ -26,6 +26,13 @@ namespace {
 
 constexpr long kBlock = 8;
 
+// Samples per block of a kernel: kBlockSize when it declares one, else 8.
+template <typename K>
+constexpr long BlockOf() {
+  if constexpr (requires { K::kBlockSize; }) return K::kBlockSize;
+  else return kBlock;
+}
+
 using T16 = Traits<ZOSAMPLE_PCM16>;
 using T24 = Traits<ZOSAMPLE_PCM24>;
 using TF = Traits<ZOSAMPLE_FLOAT32>;
@@ -281,6 +288,37 @@ VANE_AVX2 inline __m256i Avx2LoadS16(const BYTE* s) {
   return _mm256_cvtepi16_epi32(_mm_loadu_si128(reinterpret_cast<const __m128i*>(s)));
 }
 
+// Single float to 16-bit, sixteen samples a block. Only the top needs an
+// explicit clip: below -32768 the conversion gives a smaller integer or the
+// 0x80000000 of an overflow, and the saturating pack makes either -32768.
+// The top clip keeps +2^31 and above from turning into that same pattern.
+struct Avx2F32ToS16 {
+  using D = T16;
+  using S = TF;
+  static constexpr long kBlockSize = 16;
+  template <bool U>
+  VANE_AVX2 static bool Block(BYTE* d, const BYTE* s, float g) {
+    __m256 a = _mm256_loadu_ps(reinterpret_cast<const float*>(s));
+    __m256 b = _mm256_loadu_ps(reinterpret_cast<const float*>(s) + 8);
+    if constexpr (!U) {
+      const __m256 gv = _mm256_set1_ps(g);
+      a = _mm256_mul_ps(a, gv);
+      b = _mm256_mul_ps(b, gv);
+    }
+    const __m256 f = _mm256_set1_ps(32768.0f), hi = _mm256_set1_ps(32767.0f);
+    a = _mm256_mul_ps(a, f);
+    b = _mm256_mul_ps(b, f);
+    if (_mm256_movemask_ps(_mm256_or_ps(_mm256_cmp_ps(a, a, _CMP_UNORD_Q), _mm256_cmp_ps(b, b, _CMP_UNORD_Q))))
+      return false;
+    const __m256i ia = _mm256_cvtps_epi32(_mm256_min_ps(a, hi));
+    const __m256i ib = _mm256_cvtps_epi32(_mm256_min_ps(b, hi));
+    // The pack works within lanes; the permute puts the quarters in order.
+    const __m256i packed = _mm256_permute4x64_epi64(_mm256_packs_epi32(ia, ib), 0xD8);
+    _mm256_storeu_si256(reinterpret_cast<__m256i*>(d), packed);
+    return true;
+  }
+};
+
 template <typename SrcT, int kDstBits>
 struct Avx2FloatToInt {
   using D = std::conditional_t<kDstBits == 16, T16, T24>;
@@ -389,16 +427,19 @@ struct Avx2S16ToS24 {
   Attr __attribute__((noinline)) void Name##Blocks(BYTE* dst, const BYTE* src, long n, float gain) {              \
     using D = typename K::D;                                                                             \
     using S = typename K::S;                                                                             \
-    const long full = n / kBlock * kBlock;                                                               \
-    if constexpr (D::kBytes > S::kBytes) {                                                               \
+    constexpr long kB = BlockOf<K>();                                                                    \
+    const long full = n / kB * kB;                                                                       \
+    /* Downward only when the buffers overlap: upward streams prefetch best. */                          \
+    const bool apart = dst + n * D::kBytes <= src || src + n * S::kBytes <= dst;                         \
+    if (D::kBytes > S::kBytes && !apart) {                                                               \
       ConvertRange<D, S, U>(dst, src, full, n, gain);                                                    \
-      for (long i = full - kBlock; i >= 0; i -= kBlock)                                                  \
+      for (long i = full - kB; i >= 0; i -= kB)                                                          \
         if (!K::template Block<U>(dst + i * D::kBytes, src + i * S::kBytes, gain))                       \
-          ConvertRange<D, S, U>(dst, src, i, i + kBlock, gain);                                          \
+          ConvertRange<D, S, U>(dst, src, i, i + kB, gain);                                              \
     } else {                                                                                             \
-      for (long i = 0; i < full; i += kBlock)                                                            \
+      for (long i = 0; i < full; i += kB)                                                                \
         if (!K::template Block<U>(dst + i * D::kBytes, src + i * S::kBytes, gain))                       \
-          ConvertRange<D, S, U>(dst, src, i, i + kBlock, gain);                                          \
+          ConvertRange<D, S, U>(dst, src, i, i + kB, gain);                                              \
       ConvertRange<D, S, U>(dst, src, full, n, gain);                                                    \
     }                                                                                                    \
   }                                                                                                      \
@@ -447,7 +488,7 @@ ZOAUDIO_COPYFUNC Avx2Routine(int di, int si) {
     ZOAUDIO_COPYFUNC fn;
   };
   static const Row kRows[] = {
-      {ZOSAMPLE_PCM16, ZOSAMPLE_FLOAT32, &Avx2Routine<Avx2FloatToInt<TF, 16>>},
+      {ZOSAMPLE_PCM16, ZOSAMPLE_FLOAT32, &Avx2Routine<Avx2F32ToS16>},
       {ZOSAMPLE_PCM16, ZOSAMPLE_FLOAT64, &Avx2Routine<Avx2FloatToInt<TD, 16>>},
       {ZOSAMPLE_PCM24, ZOSAMPLE_FLOAT32, &Avx2Routine<Avx2FloatToInt<TF, 24>>},
       {ZOSAMPLE_PCM24, ZOSAMPLE_FLOAT64, &Avx2Routine<Avx2FloatToInt<TD, 24>>},
