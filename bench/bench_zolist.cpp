@@ -11,6 +11,7 @@
 #include <map>
 #include <random>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "kernel/zolist.h"
@@ -208,8 +209,11 @@ class RatioReporter : public benchmark::ConsoleReporter {
  public:
   void ReportRuns(const std::vector<Run>& runs) override {
     for (const Run& run : runs) {
+      // Repetitions of one case are averaged.
       if (run.run_type == Run::RT_Iteration && run.iterations > 0) {
-        m_times[run.benchmark_name()] = run.GetAdjustedCPUTime();
+        auto& [sum, count] = m_times[run.run_name.function_name + "/" + run.run_name.args];
+        sum += run.GetAdjustedCPUTime();
+        ++count;
       }
     }
     ConsoleReporter::ReportRuns(runs);
@@ -217,15 +221,17 @@ class RatioReporter : public benchmark::ConsoleReporter {
   void Finalize() override {
     ConsoleReporter::Finalize();
     std::printf("\nratio ZoList/Std (CPU time; 1.00 = equal, below 1 = ZoList faster)\n");
-    for (const auto& [name, time] : m_times) {
+    for (const auto& [name, ours] : m_times) {
       if (name.rfind("ZoList/", 0) != 0) continue;
       const auto peer = m_times.find("Std/" + name.substr(7));
-      if (peer != m_times.end() && peer->second > 0) std::printf("  %-32s %6.2f\n", name.c_str() + 7, time / peer->second);
+      if (peer == m_times.end() || peer->second.first <= 0) continue;
+      const double ratio = (ours.first / ours.second) / (peer->second.first / peer->second.second);
+      std::printf("  %-32s %6.2f\n", name.c_str() + 7, ratio);
     }
   }
 
  private:
-  std::map<std::string, double> m_times;
+  std::map<std::string, std::pair<double, int>> m_times;  // CPU time sum, runs
 };
 
 }  // namespace
