@@ -283,8 +283,7 @@ void ApplyCpuGatesToDetectedWord() {
 
 DWORD GetHardwareSupport(DWORD mask) {
   EnsureCpuDetected();
-  return g_allowed.load(std::memory_order_relaxed) & g_hardware.load(std::memory_order_relaxed) &
-         AllBitsIfZero(mask);
+  return g_allowed.load(std::memory_order_relaxed) & g_hardware.load(std::memory_order_relaxed) & AllBitsIfZero(mask);
 }
 
 bool CpuHasAvx2() {
@@ -313,9 +312,10 @@ std::vector<std::string> CpuFeatureNames(DWORD word) {
   static constexpr struct {
     DWORD bit;
     const char* name;
-  } kNames[] = {{ZOCPU_MMX, "MMX"},       {ZOCPU_SSE, "SSE"},     {ZOCPU_SSE2, "SSE2"},         {ZOCPU_SSE3, "SSE3"},
-                {ZOCPU_SSSE3, "SSSE3"},   {ZOCPU_SSE41, "SSE4.1"}, {ZOCPU_SSE42, "SSE4.2"},     {ZOCPU_AVX, "AVX"},
-                {ZOCPU_CMOV, "CMOV"},     {ZOCPU_CMOV_FPU, "CMOV+FPU"}, {ZOCPU_TSC, "TSC"}, {ZOCPU_FTZ_DAZ, "FTZ/DAZ"}};
+  } kNames[] = {{ZOCPU_MMX, "MMX"},           {ZOCPU_SSE, "SSE"},     {ZOCPU_SSE2, "SSE2"},
+                {ZOCPU_SSE3, "SSE3"},         {ZOCPU_SSSE3, "SSSE3"}, {ZOCPU_SSE41, "SSE4.1"},
+                {ZOCPU_SSE42, "SSE4.2"},      {ZOCPU_AVX, "AVX"},     {ZOCPU_CMOV, "CMOV"},
+                {ZOCPU_CMOV_FPU, "CMOV+FPU"}, {ZOCPU_TSC, "TSC"},     {ZOCPU_FTZ_DAZ, "FTZ/DAZ"}};
   std::vector<std::string> names;
   for (const auto& n : kNames)
     if (word & n.bit) names.emplace_back(n.name);

@@ -17,6 +17,6 @@ VANE_EXPORT HRESULT ZoDllCreateInstance(HMODULE module, REFCLSID classId, IUnkno
 // then creates the object. E_FAIL when the module cannot be loaded,
 // E_UNEXPECTED when the load raised an exception, 0x800700CE for a name of 260
 // characters or more. A module whose object cannot be created is freed again.
-VANE_EXPORT HRESULT ZoDllCreateInstanceFromFile(LPCWSTR fileName, REFCLSID classId, IUnknown* outer,
-                                                REFIID interfaceId, void** object);
+VANE_EXPORT HRESULT ZoDllCreateInstanceFromFile(LPCWSTR fileName, REFCLSID classId, IUnknown* outer, REFIID interfaceId,
+                                                void** object);
 VANE_END_EXTERN_C

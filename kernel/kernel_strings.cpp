@@ -15,7 +15,8 @@ struct CatalogueEntry {
 };
 
 constexpr CatalogueEntry kEnglish[] = {
-    {kStrIncompatibleClient, u"The version of the Vane Format Kernel is incompatible with the following client:\n\n%s."},
+    {kStrIncompatibleClient,
+     u"The version of the Vane Format Kernel is incompatible with the following client:\n\n%s."},
     {kStrOsTooOld, u"This product requires Windows 95 or Windows NT 4.0 or later."},
     {kStrKernelCaption, u"Vane Format Kernel"},
     {kStrKernelTooOld, u"The version of the Orvel Kernel is too old."},

@@ -46,14 +46,14 @@ struct LevelRow {
 
 // Levels 0 to 9. Level 3 has no row of its own and compares like any unknown
 // level: platform 1, version 0.0.
-constexpr LevelRow kLevels[] = {{1, 4, 0, -1}, {1, 4, 1, -1}, {1, 4, 1, 1}, {1, 0, 0, -1}, {2, 4, 0, -1},
+constexpr LevelRow kLevels[] = {{1, 4, 0, -1}, {1, 4, 1, -1}, {1, 4, 1, 1},  {1, 0, 0, -1}, {2, 4, 0, -1},
                                 {2, 5, 0, -1}, {2, 5, 1, -1}, {2, 6, 0, -1}, {2, 6, 1, -1}, {2, 6, 2, -1}};
 constexpr LevelRow kOtherLevel = {1, 0, 0, -1};
 
 bool SameFile(const std::string& a, const std::string& b) {
   struct stat sa, sb;
-  return !a.empty() && !b.empty() && stat(a.c_str(), &sa) == 0 && stat(b.c_str(), &sb) == 0 &&
-         sa.st_dev == sb.st_dev && sa.st_ino == sb.st_ino;
+  return !a.empty() && !b.empty() && stat(a.c_str(), &sa) == 0 && stat(b.c_str(), &sb) == 0 && sa.st_dev == sb.st_dev &&
+         sa.st_ino == sb.st_ino;
 }
 
 }  // namespace

@@ -44,10 +44,14 @@ bool ValidFlag(int flag) {
 // The factor a direction's output is multiplied with.
 double Scale(int flag, int n, bool forward) {
   switch (flag) {
-    case ZO_FFT_DIV_FWD_BY_N: return forward ? 1.0 / n : 1.0;
-    case ZO_FFT_DIV_INV_BY_N: return forward ? 1.0 : 1.0 / n;
-    case ZO_FFT_DIV_BY_SQRTN: return 1.0 / std::sqrt(double(n));
-    default: return 1.0;
+    case ZO_FFT_DIV_FWD_BY_N:
+      return forward ? 1.0 / n : 1.0;
+    case ZO_FFT_DIV_INV_BY_N:
+      return forward ? 1.0 : 1.0 / n;
+    case ZO_FFT_DIV_BY_SQRTN:
+      return 1.0 / std::sqrt(double(n));
+    default:
+      return 1.0;
   }
 }
 
@@ -57,13 +61,17 @@ void* AlignUp(void* p) {
 }
 
 size_t ComplexWorkBytes(int n) { return 2 * size_t(n) * sizeof(fftwf_complex) + kAlignment; }
-size_t RealWorkBytes(int n) { return size_t(n) * sizeof(double) + (size_t(n) / 2 + 1) * sizeof(fftw_complex) + 2 * kAlignment; }
+size_t RealWorkBytes(int n) {
+  return size_t(n) * sizeof(double) + (size_t(n) / 2 + 1) * sizeof(fftw_complex) + 2 * kAlignment;
+}
 
 // A work area for one call: the caller's buffer or a temporary one.
 class WorkArea {
  public:
   WorkArea(BYTE* given, size_t bytes) : m_base(given) {
-    if (!m_base) m_base = m_owned = static_cast<BYTE*>(std::aligned_alloc(kAlignment, (bytes + kAlignment - 1) / kAlignment * kAlignment));
+    if (!m_base)
+      m_base = m_owned =
+          static_cast<BYTE*>(std::aligned_alloc(kAlignment, (bytes + kAlignment - 1) / kAlignment * kAlignment));
   }
   ~WorkArea() { std::free(m_owned); }
   WorkArea(const WorkArea&) = delete;
@@ -154,8 +162,10 @@ HRESULT ZoPerf_Initialize(void) {
 }
 
 HRESULT ZoPerfStatusToHRESULT(int status) {
-  if (status == -9999) status = -255;
-  else if (status == -9998) status = -256;
+  if (status == -9999)
+    status = -255;
+  else if (status == -9998)
+    status = -256;
   if (status < 0) return MakeStatus(0x8004E600u + std::uint32_t(-std::int64_t(status)));
   return MakeStatus(0x0004E600u + std::uint32_t(status));
 }

@@ -66,9 +66,9 @@ TEST(Instantiate, FailuresComeBackAsStatuses) {
   EXPECT_EQ(ZoDllCreateInstanceFromFile(u"/no/such/folder/plugin.so", kClass, nullptr, IID_IUnknown, &object), E_FAIL);
   vane::test::ScratchDir dir;
   vane::test::WriteBytes(dir / "junk.so", {1, 2, 3, 4});
-  EXPECT_EQ(ZoDllCreateInstanceFromFile(Wide((dir / "junk.so").string()).c_str(), kClass, nullptr, IID_IUnknown,
-                                        &object),
-            E_FAIL);
+  EXPECT_EQ(
+      ZoDllCreateInstanceFromFile(Wide((dir / "junk.so").string()).c_str(), kClass, nullptr, IID_IUnknown, &object),
+      E_FAIL);
   EXPECT_EQ(ZoDllCreateInstanceFromFile(nullptr, kClass, nullptr, IID_IUnknown, &object), E_INVALIDARG);
   EXPECT_EQ(ZoDllCreateInstanceFromFile(std::u16string(300, u'a').c_str(), kClass, nullptr, IID_IUnknown, &object),
             HRESULT_FROM_WIN32(ERROR_FILENAME_EXCED_RANGE));

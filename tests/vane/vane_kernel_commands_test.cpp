@@ -37,8 +37,8 @@ INSTANTIATE_TEST_SUITE_P(Commands, VaneKernelExit,
                                            ExitCase{"version extra", 2}, ExitCase{"version --bogus", 2},
                                            ExitCase{"status 0x8004E00B", 0}, ExitCase{"status -2147467259", 0},
                                            ExitCase{"status 0x12345678", 1}, ExitCase{"status", 2},
-                                           ExitCase{"status zz", 2}, ExitCase{"status 0x1 0x2", 2},
-                                           ExitCase{"demo", 0}, ExitCase{"no-such-command", 2}),
+                                           ExitCase{"status zz", 2}, ExitCase{"status 0x1 0x2", 2}, ExitCase{"demo", 0},
+                                           ExitCase{"no-such-command", 2}),
                          [](const auto& info) {
                            std::string name = std::to_string(info.index) + "_";
                            for (const char* c = info.param.args; *c; ++c) name += std::isalnum(*c) ? *c : '_';

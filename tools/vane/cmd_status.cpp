@@ -9,8 +9,7 @@ namespace {
 
 int Run(Args& args);
 
-const Command kCommand{"status", "status CODE [--json]", "the display text of a status code (e.g. 0x8004E00B)",
-                       &Run};
+const Command kCommand{"status", "status CODE [--json]", "the display text of a status code (e.g. 0x8004E00B)", &Run};
 const Registrar kReg(kCommand);
 
 int Run(Args& args) {
@@ -29,8 +28,10 @@ int Run(Args& args) {
   if (json) {
     Json out;
     out.BeginObject().Field("status", StatusHex(*status)).Field("failure", *status < 0).Key("text");
-    if (text.empty()) out.Null();
-    else out.String(text);
+    if (text.empty())
+      out.Null();
+    else
+      out.String(text);
     std::printf("%s\n", out.EndObject().str().c_str());
   } else if (!text.empty()) {
     std::printf("%s: %s\n", StatusHex(*status).c_str(), text.c_str());

@@ -59,11 +59,7 @@ int Run(Args& args) {
         .Key("cpu_features")
         .BeginArray();
     for (const auto& n : cpuNames) out.String(n);
-    out.EndArray()
-        .Field("cpu_class", cpu & ZOCPU_CLASS_MASK)
-        .Field("os_support", os)
-        .Key("os_features")
-        .BeginArray();
+    out.EndArray().Field("cpu_class", cpu & ZOCPU_CLASS_MASK).Field("os_support", os).Key("os_features").BeginArray();
     for (const auto& n : vane::kernel::CpuFeatureNames(os)) out.String(n);
     out.EndArray()
         .Field("avx2", vane::kernel::CpuHasAvx2())
