@@ -36,7 +36,7 @@ class ManagerTest : public ::testing::Test {
     setenv("XDG_RUNTIME_DIR", m_dir.path().c_str(), 1);
     setenv("VANE_PLUGIN_PATH", (m_dir / "plugins").c_str(), 1);
     setenv("VANE_PROBE_HELPER", VANE_PROBE_HELPER_PATH, 1);
-    setenv("VANE_PROBE_TIMEOUT_MS", "1500", 1);
+    setenv("VANE_PROBE_TIMEOUT_MS", "20000", 1);
   }
   void TearDown() override { vane::fileio::SetQuickIdentifyForTests(nullptr); }
 
@@ -170,6 +170,7 @@ TEST_F(ManagerTest, DeletedModuleIsSkippedAndItsSectionKept) {
 }
 
 TEST_F(ManagerTest, CrashingAndHangingModulesAreHiddenRecordedAndNeverLoaded) {
+  setenv("VANE_PROBE_TIMEOUT_MS", "3000", 1);  // the hanging module costs this much once
   Install({"crash", "hang", "alpha"});
   auto m = Create();
   ASSERT_TRUE(m);
@@ -397,6 +398,28 @@ TEST_F(ManagerTest, MetricsLiveInMemoryOrInTheMetricFile) {
   EXPECT_EQ(m->DeleteMetric(100, 1), S_OK);
   EXPECT_EQ(m->GetMetricText(100, text, 16, &len), ZOERR_NOT_FOUND);
   EXPECT_EQ(ZoFio_GetMetric(m.Get(), -555, 3, 5, 9), 5);
+}
+
+TEST_F(ManagerTest, KeyedInfoFiltersClassesAndSkipsModuleNames) {
+  Install({"alpha", "beta", "gamma"});
+  const GUID keep[] = {FakeId(0xA1000000), FakeId(0xB2000000)};
+  const WCHAR* skip[] = {u"beta.so"};
+  _ZOFIO_KEYED_INFO info{};
+  info.guids = keep;
+  info.guidCount = 2;
+  info.filterFlags = ZOFIO_FILTER_KEEP_LISTED;
+  info.skipCount = 1;
+  info.skipNames = skip;
+  info.metrics.mask = 1ull << 22;
+  info.metrics.values[22] = 1;
+  ComPtr<IZoFileIOMgrForApp> m;
+  ASSERT_EQ(ZOFileIO_CreateInstance(m.ReleaseAndGetAddressOf(), 0, &info), S_OK);
+  EXPECT_EQ(m->GetReaderCount(), 1);  // gamma filtered out, beta never discovered
+  EXPECT_EQ(ZoFio_GetMetric(m.Get(), 22, 0), 1u);
+  info.filterFlags = 0;  // drop the listed ones instead
+  ASSERT_EQ(ZOFileIO_CreateInstance(m.ReleaseAndGetAddressOf(), 0, &info), S_OK);
+  EXPECT_EQ(m->GetReaderCount(), 1);
+  EXPECT_EQ(Probe(m.Get(), File("g.gam", "GAMM")).first, S_OK);
 }
 
 TEST_F(ManagerTest, NameArrayCreationUsesOnlyTheListedModules) {
