@@ -57,6 +57,16 @@ void WriteExtensible(WAVEFORMATEXTENSIBLE* x, WORD tag, WORD channels, DWORD rat
   x->SubFormat = WaveSubFormat(tag);
 }
 
+// The wave header layer's PCM repair (ZoAudio_FixBadWfx), as the record
+// reader needs it: 20 bits are stored as 24, and the block align follows
+// the bits. Kept here so that the audio engine does not depend on the RIFF
+// library, which builds on it.
+void RepairPcm(tWAVEFORMATEX* wfx) {
+  if (wfx->wFormatTag != WAVE_FORMAT_PCM) return;
+  if (wfx->wBitsPerSample == 20) wfx->wBitsPerSample = 24;
+  wfx->nBlockAlign = static_cast<WORD>((wfx->wBitsPerSample >> 3) * wfx->nChannels);
+}
+
 }  // namespace
 
 ZOSAMPLETYPE ZoAudio_GetSampleType(WORD tag, WORD bits) {
@@ -213,20 +223,6 @@ void ZoAudio_InitWfxFlex(tWAVEFORMATEX* wfx, WORD tag, DWORD rate, WORD bits, WO
   wfx->cbSize = 0;
 }
 
-bool ZoAudio_FixBadWfx(tWAVEFORMATEX* wfx) {
-  if (wfx == nullptr || wfx->wFormatTag != WAVE_FORMAT_PCM) return false;
-  bool changed = false;
-  if (wfx->wBitsPerSample == 20) {
-    wfx->wBitsPerSample = 24;
-    changed = true;
-  }
-  const WORD align = static_cast<WORD>((wfx->wBitsPerSample >> 3) * wfx->nChannels);
-  if (wfx->nBlockAlign != align) {
-    wfx->nBlockAlign = align;
-    changed = true;
-  }
-  return changed;
-}
 
 // --- _zowaveformat ----------------------------------------------------------
 
@@ -266,7 +262,7 @@ void _zowaveformat::Init(DWORD size, const tWAVEFORMATEX& wfx) {
 
   if (wfx.wFormatTag == WAVE_FORMAT_PCM) {
     tWAVEFORMATEX repaired = wfx;
-    ZoAudio_FixBadWfx(&repaired);
+    RepairPcm(&repaired);
     nBlockAlign = repaired.nBlockAlign;
   }
   const bool extensible = wfx.wFormatTag == WAVE_FORMAT_EXTENSIBLE;

@@ -154,9 +154,6 @@ VANE_EXPORT BOOL ZoAudio_GetFormatTagExtensible(const WAVEFORMATEXTENSIBLE* wfex
 VANE_EXPORT void ZoAudio_InitWfx(tWAVEFORMATEX* wfx, DWORD rate, ZOSAMPLETYPE type, WORD channels);
 VANE_EXPORT void ZoAudio_InitWfxFlex(tWAVEFORMATEX* wfx, WORD tag, DWORD rate, WORD bits, WORD channels, DWORD mask,
                                      DWORD destSize);
-// Repairs a PCM record: 20 bits become 24, nBlockAlign is recomputed.
-// Returns whether anything changed.
-VANE_EXPORT bool ZoAudio_FixBadWfx(tWAVEFORMATEX* wfx);
 VANE_EXPORT void ZoAudio_GeneralCopyWfx(tWAVEFORMATEX* dst, DWORD dstSize, const _zowaveformat* record, int dest);
 VANE_EXPORT void ZoAudio_GeneralCopyZoWaveFormat(_zowaveformat* dst, DWORD dstSize, const _zowaveformat* src,
                                                  int dest);
