@@ -4,14 +4,33 @@
 #include <sys/uio.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cstring>
+#include <mutex>
+
+#include <pthread.h>
 
 #include "platform/sync.h"
 
 namespace ffbase {
 namespace {
 
-bool SameProcess(const _zomemorytoken& t) { return t.processId == 0 || t.processId == GetCurrentProcessId(); }
+// The process id, asked once (and again in a forked child): the read loop
+// maps a token on every call, and a system call each time shows.
+std::atomic<DWORD> g_pid{0};
+
+DWORD ThisProcess() {
+  DWORD pid = g_pid.load(std::memory_order_relaxed);
+  if (pid == 0) {
+    static std::once_flag once;
+    std::call_once(once, [] { ::pthread_atfork(nullptr, nullptr, [] { g_pid = 0; }); });
+    pid = GetCurrentProcessId();
+    g_pid = pid;
+  }
+  return pid;
+}
+
+bool SameProcess(const _zomemorytoken& t) { return t.processId == 0 || t.processId == ThisProcess(); }
 
 bool MoveRemote(const _zomemorytoken& t, void* local, bool read) {
   ULONGLONG done = 0;
@@ -99,7 +118,7 @@ _zomemorytoken CMappingOfZoMemoryToken::FromPointer(void* pointer, ULONGLONG byt
   t.pointer = reinterpret_cast<ULONGLONG>(pointer);
   t.size = bytes;
   t.kind = 0;
-  t.processId = GetCurrentProcessId();
+  t.processId = ThisProcess();
   return t;
 }
 

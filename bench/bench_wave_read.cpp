@@ -1,0 +1,185 @@
+// SPDX-License-Identifier: MIT
+// Reading a large 16-bit stereo Wave file from start to end, blocks of 64k
+// frames: through the manager, the Wave plug-in and the stream's Read,
+// beside libsndfile (sf_readf_short and raw sf_read_raw) and `cat` to
+// /dev/null, the limit of the machine. The file is generated once; its size
+// is VANE_BENCH_WAVE_MB (2048 by default) and it is kept in the temp folder
+// (VANE_BENCH_WAVE_FILE names another). Ratios are printed at the end.
+#include <benchmark/benchmark.h>
+#include <sndfile.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "ffbase/memory_token.h"
+#include "fileio/zofileio.h"
+#include "platform/wtext.h"
+
+namespace {
+
+constexpr LONG kBlockFrames = 65536;
+constexpr unsigned kChannels = 2;
+constexpr unsigned kFrameBytes = 2 * kChannels;
+
+std::string BenchFile() {
+  if (const char* f = std::getenv("VANE_BENCH_WAVE_FILE"); f && *f) return f;
+  const char* mb = std::getenv("VANE_BENCH_WAVE_MB");
+  const unsigned long long megabytes = mb ? std::strtoull(mb, nullptr, 10) : 2048;
+  const std::string path =
+      (std::filesystem::temp_directory_path() / ("vane_bench_" + std::to_string(megabytes) + "mb.wav")).string();
+  const unsigned long long dataBytes = megabytes * 1024 * 1024 / kFrameBytes * kFrameBytes;
+  if (std::filesystem::exists(path) && std::filesystem::file_size(path) == dataBytes + 44) return path;
+  SF_INFO info{};
+  info.samplerate = 48000;
+  info.channels = kChannels;
+  info.format = SF_FORMAT_WAV | SF_FORMAT_PCM_16;
+  SNDFILE* out = sf_open(path.c_str(), SFM_WRITE, &info);
+  if (!out) return {};
+  std::vector<short> block(size_t(kBlockFrames) * kChannels);
+  unsigned long long left = dataBytes / kFrameBytes;
+  unsigned seed = 1;
+  while (left) {
+    const sf_count_t n = sf_count_t(std::min<unsigned long long>(left, kBlockFrames));
+    for (auto& s : block) s = short((seed = seed * 1103515245u + 12345u) >> 16);
+    sf_writef_short(out, block.data(), n);
+    left -= static_cast<unsigned long long>(n);
+  }
+  sf_close(out);
+  return path;
+}
+
+const std::string& File() {
+  static const std::string f = BenchFile();
+  return f;
+}
+
+void Report(benchmark::State& state, unsigned long long bytes) {
+  state.SetBytesProcessed(std::int64_t(bytes) * std::int64_t(state.iterations()));
+}
+
+void BM_VaneManagerRead(benchmark::State& state) {
+  IZoFileIOMgrForApp* manager = nullptr;
+  if (FAILED(ZOFileIO_CreateInstance(&manager, 0))) return state.SkipWithError("no manager");
+  const std::u16string name = vane::platform::FromUtf8(File());
+  std::vector<BYTE> block(size_t(kBlockFrames) * kFrameBytes);
+  const _zomemorytoken token = ffbase::CMappingOfZoMemoryToken::FromPointer(block.data(), block.size());
+  unsigned long long bytes = 0;
+  for (auto _ : state) {
+    vane::ComPtr<IZoReadFile> file;
+    vane::ComPtr<IZoReadStream> stream;
+    vane::ComPtr<IZoReadAudioStream> audio;
+    if (FAILED(manager->OpenReadFile(name.c_str(), file.ReleaseAndGetAddressOf(), 0)) ||
+        FAILED(file->OpenStream(stream.ReleaseAndGetAddressOf(), ZOFILESTREAM_AUDIO, 0, 0, nullptr)) ||
+        FAILED(stream.As(IID_IZoReadAudioStream, &audio))) {
+      state.SkipWithError("open failed");
+      break;
+    }
+    bytes = 0;
+    LONGLONG position = 0;
+    for (;;) {
+      LONG got = 0;
+      if (FAILED(audio->Read(position, token, kBlockFrames, &got)) || got == 0) break;
+      position += got;
+      bytes += static_cast<unsigned long long>(got) * kFrameBytes;
+      benchmark::DoNotOptimize(block.data());
+    }
+  }
+  Report(state, bytes);
+  manager->Shutdown();
+  manager->Release();
+}
+
+void BM_SndfileReadfShort(benchmark::State& state) {
+  std::vector<short> block(size_t(kBlockFrames) * kChannels);
+  unsigned long long bytes = 0;
+  for (auto _ : state) {
+    SF_INFO info{};
+    SNDFILE* in = sf_open(File().c_str(), SFM_READ, &info);
+    if (!in) return state.SkipWithError("sf_open failed");
+    bytes = 0;
+    for (sf_count_t n; (n = sf_readf_short(in, block.data(), kBlockFrames)) > 0;) {
+      bytes += static_cast<unsigned long long>(n) * kFrameBytes;
+      benchmark::DoNotOptimize(block.data());
+    }
+    sf_close(in);
+  }
+  Report(state, bytes);
+}
+
+void BM_SndfileReadRaw(benchmark::State& state) {
+  std::vector<BYTE> block(size_t(kBlockFrames) * kFrameBytes);
+  unsigned long long bytes = 0;
+  for (auto _ : state) {
+    SF_INFO info{};
+    SNDFILE* in = sf_open(File().c_str(), SFM_READ, &info);
+    if (!in) return state.SkipWithError("sf_open failed");
+    bytes = 0;
+    for (sf_count_t n; (n = sf_read_raw(in, block.data(), sf_count_t(block.size()))) > 0;) {
+      bytes += static_cast<unsigned long long>(n);
+      benchmark::DoNotOptimize(block.data());
+    }
+    sf_close(in);
+  }
+  Report(state, bytes);
+}
+
+void BM_CatToDevNull(benchmark::State& state) {
+  const std::string command = "cat '" + File() + "' > /dev/null";
+  for (auto _ : state)
+    if (std::system(command.c_str()) != 0) return state.SkipWithError("cat failed");
+  state.SetBytesProcessed(std::int64_t(std::filesystem::file_size(File())) * std::int64_t(state.iterations()));
+}
+
+BENCHMARK(BM_CatToDevNull)->Unit(benchmark::kMillisecond)->UseRealTime()->MinTime(2.0);
+BENCHMARK(BM_VaneManagerRead)->Unit(benchmark::kMillisecond)->UseRealTime()->MinTime(2.0);
+BENCHMARK(BM_SndfileReadfShort)->Unit(benchmark::kMillisecond)->UseRealTime()->MinTime(2.0);
+BENCHMARK(BM_SndfileReadRaw)->Unit(benchmark::kMillisecond)->UseRealTime()->MinTime(2.0);
+
+// Keeps each run's throughput so that the ratios can be printed.
+class RatioReporter : public benchmark::ConsoleReporter {
+ public:
+  void ReportRuns(const std::vector<Run>& runs) override {
+    ConsoleReporter::ReportRuns(runs);
+    for (const Run& r : runs) {
+      if (r.run_type == Run::RT_Aggregate && r.aggregate_name != "mean") continue;
+      auto it = r.counters.find("bytes_per_second");
+      if (it != r.counters.end()) m_mbps[r.benchmark_name()] = double(it->second) / 1e6;
+    }
+  }
+  void PrintRatios() const {
+    auto get = [&](const std::string& prefix) {
+      for (const auto& [name, v] : m_mbps)
+        if (name.rfind(prefix, 0) == 0) return v;
+      return 0.0;
+    };
+    const double vane = get("BM_VaneManagerRead"), sfs = get("BM_SndfileReadfShort"),
+                 sfr = get("BM_SndfileReadRaw"), cat = get("BM_CatToDevNull");
+    std::printf("\nfile %s\n", File().c_str());
+    std::printf("MB/s: vane %.0f, libsndfile short %.0f, libsndfile raw %.0f, cat %.0f\n", vane, sfs, sfr, cat);
+    if (sfs > 0 && sfr > 0 && cat > 0)
+      std::printf("ratios: vane/sndfile_short %.2fx, vane/sndfile_raw %.2fx, vane/cat %.2fx\n", vane / sfs,
+                  vane / sfr, vane / cat);
+  }
+
+ private:
+  std::map<std::string, double> m_mbps;
+};
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  benchmark::Initialize(&argc, argv);
+  if (File().empty()) {
+    std::fprintf(stderr, "could not make the benchmark file\n");
+    return 1;
+  }
+  RatioReporter reporter;
+  benchmark::RunSpecifiedBenchmarks(&reporter);
+  reporter.PrintRatios();
+  benchmark::Shutdown();
+  return 0;
+}
