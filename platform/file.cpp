@@ -16,6 +16,7 @@
 #include <vector>
 
 #include "platform/detail/handle.h"
+#include "platform/sync.h"
 #include "platform/wtext.h"
 
 namespace vane::platform {
@@ -30,11 +31,15 @@ class File final : public detail::HandleObject {
     struct stat st;
     m_stream = fstat(fd, &st) == 0 && !S_ISREG(st.st_mode) && !S_ISBLK(st.st_mode);
   }
-  ~File() override { ::close(m_fd); }
+  ~File() override {
+    ::close(m_fd);
+    if (!m_deleteOnClose.empty()) ::unlink(m_deleteOnClose.c_str());
+  }
   const int m_fd;
   const bool m_read;
   const bool m_write;
   bool m_stream = false;  // pipe, socket or device: a read returns what is there
+  std::string m_deleteOnClose;
 };
 
 // 100-ns ticks between 1601-01-01 and 1970-01-01.
@@ -172,7 +177,12 @@ HANDLE OpenFile(const std::string& path, DWORD access, DWORD disposition, DWORD 
   }
   if (flagsAndAttributes & FILE_FLAG_SEQUENTIAL_SCAN) posix_fadvise(fd, 0, 0, POSIX_FADV_SEQUENTIAL);
   if (flagsAndAttributes & FILE_FLAG_RANDOM_ACCESS) posix_fadvise(fd, 0, 0, POSIX_FADV_RANDOM);
-  HANDLE h = detail::RegisterHandle(std::make_shared<File>(fd, canRead, canWrite));
+  auto file = std::make_shared<File>(fd, canRead, canWrite);
+  if (flagsAndAttributes & FILE_FLAG_DELETE_ON_CLOSE) {
+    char full[PATH_MAX];
+    file->m_deleteOnClose = realpath(path.c_str(), full) ? full : path;
+  }
+  HANDLE h = detail::RegisterHandle(std::move(file));
   const bool reports = disposition == CREATE_ALWAYS || disposition == OPEN_ALWAYS;
   SetLastError(reports && existed ? ERROR_ALREADY_EXISTS : ERROR_SUCCESS);
   return h;
@@ -397,6 +407,7 @@ BOOL ReadFile(HANDLE handle, LPVOID buffer, DWORD toRead, DWORD* read, OVERLAPPE
   if (overlapped) {
     overlapped->InternalHigh = done;
     ::lseek(file->m_fd, offset + done, SEEK_SET);
+    if (overlapped->hEvent) SetEvent(overlapped->hEvent);
     if (done == 0 && toRead > 0) {
       Fail(ERROR_HANDLE_EOF);
       return FALSE;
@@ -444,6 +455,7 @@ BOOL WriteFile(HANDLE handle, LPCVOID buffer, DWORD toWrite, DWORD* written, OVE
   if (overlapped) {
     overlapped->InternalHigh = done;
     ::lseek(file->m_fd, offset + done, SEEK_SET);
+    if (overlapped->hEvent) SetEvent(overlapped->hEvent);
   }
   return ok;
 }

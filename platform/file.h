@@ -72,6 +72,7 @@ inline constexpr DWORD FILE_ATTRIBUTE_HIDDEN = 0x2;
 inline constexpr DWORD FILE_ATTRIBUTE_DIRECTORY = 0x10;
 inline constexpr DWORD FILE_ATTRIBUTE_ARCHIVE = 0x20;
 inline constexpr DWORD FILE_ATTRIBUTE_NORMAL = 0x80;
+inline constexpr DWORD FILE_FLAG_DELETE_ON_CLOSE = 0x04000000;
 inline constexpr DWORD FILE_FLAG_SEQUENTIAL_SCAN = 0x08000000;
 inline constexpr DWORD FILE_FLAG_RANDOM_ACCESS = 0x10000000;
 inline constexpr DWORD FILE_FLAG_NO_BUFFERING = 0x20000000;
@@ -98,8 +99,9 @@ struct SECURITY_ATTRIBUTES {
 };
 
 // On a file handle an OVERLAPPED gives the position of one read or write
-// (pread/pwrite); the call completes synchronously and also moves the file
-// pointer past the bytes moved, as the platform does for synchronous handles.
+// (pread/pwrite); the call completes synchronously, moves the file pointer
+// past the bytes moved, and sets hEvent if given, as the platform does for
+// synchronous handles.
 struct OVERLAPPED {
   ULONG_PTR Internal;
   ULONG_PTR InternalHigh;
@@ -131,6 +133,7 @@ VANE_EXPORT DWORD ZoErrnoToWin32(int err);
 // leave ERROR_ALREADY_EXISTS as last error when the file was there, 0 when
 // created. A directory is refused with ERROR_ACCESS_DENIED; a missing folder
 // on the way gives ERROR_PATH_NOT_FOUND, a missing file ERROR_FILE_NOT_FOUND.
+// FILE_FLAG_DELETE_ON_CLOSE removes the file when the handle is closed.
 VANE_EXPORT HANDLE CreateFileW(LPCWSTR name, DWORD access, DWORD share, SECURITY_ATTRIBUTES* security,
                                DWORD disposition, DWORD flagsAndAttributes, HANDLE templateFile);
 VANE_EXPORT HANDLE CreateFileA(LPCSTR utf8Name, DWORD access, DWORD share, SECURITY_ATTRIBUTES* security,

@@ -290,6 +290,23 @@ TEST(File, UnicodeNamesBecomeUtf8OnDisk) {
   EXPECT_TRUE(std::filesystem::exists(dir / "Bj\xC3\xB8rk \xE2\x99\xAA \xF0\x9F\x8E\xB5.wav"));
 }
 
+TEST(File, DeleteOnCloseRemovesTheFileAtTheLastClose) {
+  ScratchDir dir;
+  const std::u16string name = W(dir / "scratch.tmp");
+  HANDLE h = CreateFileW(name.c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr, CREATE_NEW,
+                         FILE_FLAG_DELETE_ON_CLOSE, nullptr);
+  ASSERT_NE(h, INVALID_HANDLE_VALUE);
+  DWORD n;
+  OVERLAPPED at{};
+  at.Offset = 10;
+  EXPECT_TRUE(WriteFile(h, "x", 1, &n, &at));
+  EXPECT_EQ(GetFileSize(h, nullptr), 11u);
+  EXPECT_EQ(SetFilePointer(h, 0, nullptr, FILE_CURRENT), 11u);  // moved past the write
+  EXPECT_TRUE(std::filesystem::exists(dir / "scratch.tmp"));
+  CloseHandle(h);
+  EXPECT_FALSE(std::filesystem::exists(dir / "scratch.tmp"));
+}
+
 TEST(File, DescriptorsWrapAndUnwrap) {
   ScratchDir dir;
   HANDLE h = Open(dir / "f", GENERIC_READ | GENERIC_WRITE, CREATE_NEW);
