@@ -38,6 +38,5 @@ function(vane_gtest name)
   add_executable(${name} ${ARG_SOURCES})
   target_link_libraries(${name} PRIVATE ${ARG_LIBS} vane_test_support GTest::gtest GTest::gtest_main GTest::gmock
                         vane_warnings)
-  gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60 PROPERTIES ENVIRONMENT
-                       "VANE_TEST_DATA=${CMAKE_BINARY_DIR}/testdata;VANE_BUILD_DIR=${CMAKE_BINARY_DIR}")
+  gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60 PROPERTIES ENVIRONMENT "VANE_BUILD_DIR=${CMAKE_BINARY_DIR}")
 endfunction()
