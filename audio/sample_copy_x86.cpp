@@ -319,6 +319,43 @@ struct Avx2F32ToS16 {
   }
 };
 
+// Single float to packed 24-bit, sixteen samples (48 bytes) a block. Each
+// vector of eight is packed to 24 contiguous bytes; the first is stored as
+// 32 bytes whose last 8 the second vector's stores then overwrite, so that
+// nothing is written beyond the block.
+struct Avx2F32ToS24 {
+  using D = T24;
+  using S = TF;
+  static constexpr long kBlockSize = 16;
+  template <bool U>
+  VANE_AVX2 static bool Block(BYTE* d, const BYTE* s, float g) {
+    __m256 a = _mm256_loadu_ps(reinterpret_cast<const float*>(s));
+    __m256 b = _mm256_loadu_ps(reinterpret_cast<const float*>(s) + 8);
+    if constexpr (!U) {
+      const __m256 gv = _mm256_set1_ps(g);
+      a = _mm256_mul_ps(a, gv);
+      b = _mm256_mul_ps(b, gv);
+    }
+    const __m256 f = _mm256_set1_ps(8388608.0f);
+    a = _mm256_mul_ps(a, f);
+    b = _mm256_mul_ps(b, f);
+    if (_mm256_movemask_ps(_mm256_or_ps(_mm256_cmp_ps(a, a, _CMP_UNORD_Q), _mm256_cmp_ps(b, b, _CMP_UNORD_Q))))
+      return false;
+    const __m256 lo = _mm256_set1_ps(-8388608.0f), hi = _mm256_set1_ps(8388607.0f);
+    const __m256i ia = _mm256_cvtps_epi32(_mm256_min_ps(_mm256_max_ps(a, lo), hi));
+    const __m256i ib = _mm256_cvtps_epi32(_mm256_min_ps(_mm256_max_ps(b, lo), hi));
+    const __m256i pack = _mm256_setr_epi8(0, 1, 2, 4, 5, 6, 8, 9, 10, 12, 13, 14, -1, -1, -1, -1,  //
+                                          0, 1, 2, 4, 5, 6, 8, 9, 10, 12, 13, 14, -1, -1, -1, -1);
+    const __m256i join = _mm256_setr_epi32(0, 1, 2, 4, 5, 6, 3, 7);
+    const __m256i pa = _mm256_permutevar8x32_epi32(_mm256_shuffle_epi8(ia, pack), join);
+    const __m256i pb = _mm256_permutevar8x32_epi32(_mm256_shuffle_epi8(ib, pack), join);
+    _mm256_storeu_si256(reinterpret_cast<__m256i*>(d), pa);
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(d + 24), _mm256_castsi256_si128(pb));
+    _mm_storel_epi64(reinterpret_cast<__m128i*>(d + 40), _mm256_extracti128_si256(pb, 1));
+    return true;
+  }
+};
+
 template <typename SrcT, int kDstBits>
 struct Avx2FloatToInt {
   using D = std::conditional_t<kDstBits == 16, T16, T24>;
@@ -490,7 +527,7 @@ ZOAUDIO_COPYFUNC Avx2Routine(int di, int si) {
   static const Row kRows[] = {
       {ZOSAMPLE_PCM16, ZOSAMPLE_FLOAT32, &Avx2Routine<Avx2F32ToS16>},
       {ZOSAMPLE_PCM16, ZOSAMPLE_FLOAT64, &Avx2Routine<Avx2FloatToInt<TD, 16>>},
-      {ZOSAMPLE_PCM24, ZOSAMPLE_FLOAT32, &Avx2Routine<Avx2FloatToInt<TF, 24>>},
+      {ZOSAMPLE_PCM24, ZOSAMPLE_FLOAT32, &Avx2Routine<Avx2F32ToS24>},
       {ZOSAMPLE_PCM24, ZOSAMPLE_FLOAT64, &Avx2Routine<Avx2FloatToInt<TD, 24>>},
       {ZOSAMPLE_FLOAT32, ZOSAMPLE_PCM16, &Avx2Routine<Avx2IntToF32<T16>>},
       {ZOSAMPLE_FLOAT32, ZOSAMPLE_PCM24, &Avx2Routine<Avx2IntToF32<T24>>},
