@@ -81,8 +81,8 @@ class VANE_EXPORT BaseReadAudioStream : public IZoReadAudioStream {
   std::atomic<DWORD> m_ownerThread{0};
   CRITICAL_SECTION m_lock;
   bool m_infoReady = false;
-  ZoWaveFormatBuffer<ZOWAVEFORMAT_BASE_SIZE> m_fileFormat{};
-  ZoWaveFormatBuffer<ZOWAVEFORMAT_BASE_SIZE> m_readFormat{};
+  ZoWaveFormatBuffer<sizeof(_zowaveformat)> m_fileFormat{};
+  ZoWaveFormatBuffer<sizeof(_zowaveformat)> m_readFormat{};
   LONGLONG m_sampleCount = 0;
   LONGLONG m_length = 0;
   DWORD m_bytesPerSecond = 0;

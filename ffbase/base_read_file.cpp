@@ -286,7 +286,7 @@ HRESULT BaseReadFile::StreamDataRate(IZoReadStream* stream, DWORD* kbps) {
   *kbps = 0;
   ComPtr<IZoReadAudioStream> audio;
   if (FAILED(stream->QueryInterface(IID_IZoReadAudioStream, audio.AsVoidOut())) || !audio) return E_NOTIMPL;
-  ZoWaveFormatBuffer<96> format{};
+  ZoWaveFormatBuffer<sizeof(_zowaveformat)> format{};
   VANE_RETURN_IF_FAILED(audio->GetFileAudioFormat(format.get()));
   *kbps = DWORD(ULONGLONG(format->nAvgBytesPerSec) * 8 / 1000);
   return S_OK;
@@ -334,7 +334,7 @@ HRESULT BaseReadFile::GetCodecInfo(void* buffer, unsigned bytes, IZoReadStream* 
   if (!stream) return E_POINTER;
   ComPtr<IZoReadAudioStream> audio;
   if (FAILED(stream->QueryInterface(IID_IZoReadAudioStream, audio.AsVoidOut())) || !audio) return E_NOTIMPL;
-  ZoWaveFormatBuffer<96> format{};
+  ZoWaveFormatBuffer<sizeof(_zowaveformat)> format{};
   VANE_RETURN_IF_FAILED(audio->GetFileAudioFormat(format.get()));
   return PutDword(buffer, bytes, format->FormatTag());
 }

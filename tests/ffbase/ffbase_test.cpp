@@ -244,14 +244,14 @@ TEST_F(ReadLoopTest, ReadsFromManyThreadsAreSerialised) {
 
 TEST_F(ReadLoopTest, SetReadAudioFormatTakesOnlyThePresentFormat) {
   Open();
-  ZoWaveFormatBuffer<96> present{};
+  ZoWaveFormatBuffer<sizeof(_zowaveformat)> present{};
   ASSERT_EQ(m_audio->GetReadAudioFormat(present.get()), S_OK);
   EXPECT_EQ(m_audio->SetReadAudioFormat(present.get()), S_OK);
   EXPECT_EQ(m_audio->SetReadAudioFormat(nullptr), S_OK);
-  ZoWaveFormatBuffer<96> other = present;
+  ZoWaveFormatBuffer<sizeof(_zowaveformat)> other = present;
   other->nSamplesPerSec = 44100;
   EXPECT_EQ(m_audio->SetReadAudioFormat(other.get()), S_FALSE);
-  ZoWaveFormatBuffer<96> after{};
+  ZoWaveFormatBuffer<sizeof(_zowaveformat)> after{};
   ASSERT_EQ(m_audio->GetReadAudioFormat(after.get()), S_OK);
   EXPECT_EQ(after->nSamplesPerSec, 48000u);
   LONG got = 0;
@@ -274,7 +274,9 @@ TEST_F(ReadLoopTest, StreamRecordRangesAreChecked) {
   EXPECT_EQ(records[1].extension.raw[0], 0);
   EXPECT_EQ(records[1].streamType, DWORD(ZOFILESTREAM_AUDIO));
   EXPECT_EQ(records[1].length, 10000);
-  EXPECT_EQ(reinterpret_cast<const _zowaveformat*>(records[1].format.raw)->nSamplesPerSec, 48000u);
+  DWORD rate = 0;
+  std::memcpy(&rate, records[1].format.raw + offsetof(_zowaveformat, nSamplesPerSec), sizeof rate);
+  EXPECT_EQ(rate, 48000u);
   ComPtr<IZoReadStream> none;
   EXPECT_EQ(m_file->OpenStream(none.ReleaseAndGetAddressOf(), ZOFILESTREAM_AUDIO, 2, 0, nullptr),
             ZOERR_BAD_STREAM_INDEX);

@@ -55,7 +55,7 @@ int Run(Args& args) {
   if (FAILED(hr)) return Failure(hr, file);
   LONGLONG total = 0;
   ULONG cell = 0;
-  ZoWaveFormatBuffer<96> format{};
+  ZoWaveFormatBuffer<sizeof(_zowaveformat)> format{};
   if (FAILED(hr = audio->GetSampleCount(&total)) || FAILED(hr = audio->GetAudioCellSize(&cell)) ||
       FAILED(hr = audio->GetReadAudioFormat(format.get())))
     return Failure(hr, file);

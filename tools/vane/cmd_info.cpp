@@ -2,6 +2,7 @@
 // vane info FILE [--json]: opens a file through the plug-in manager, as a
 // host does, and tells the reader class and the format of every stream.
 #include <cstdio>
+#include <cstring>
 
 #include "audio/zowaveformat.h"
 #include "fileio/zofileio.h"
@@ -99,7 +100,10 @@ int Run(Args& args) {
   }
   for (LONG i = 0; i < count; ++i) {
     const auto& r = records[size_t(i)];
-    const auto* wf = reinterpret_cast<const _zowaveformat*>(r.format.raw);
+    // The record carries the format's 32-byte fixed part; read it from a full-sized copy.
+    ZoWaveFormatBuffer<sizeof(_zowaveformat)> format{};
+    std::memcpy(format.bytes, r.format.raw, ZOWAVEFORMAT_BASE_SIZE);
+    const _zowaveformat* wf = format.get();
     const bool audio = r.streamType == ZOFILESTREAM_AUDIO;
     const double seconds = audio && wf->nSamplesPerSec ? double(r.length) / wf->nSamplesPerSec : 0.0;
     if (json) {
