@@ -102,11 +102,15 @@ static_assert(offsetof(_zowaveformat, nAvgBytesPerSec) == 28);
 static_assert(offsetof(_zowaveformat, cbExtra) == 32);
 static_assert(offsetof(_zowaveformat, extra) == 34);
 
-// Storage for a record of N bytes (N >= 32), aligned for the record.
+// Storage for a record of N bytes (N >= 32), aligned for the record. The
+// record's own rules never touch more than the N bytes its caller declares,
+// but the storage always spans a whole _zowaveformat so that member calls on
+// a small record are well-defined C++.
 template <size_t N>
 struct alignas(_zowaveformat) ZoWaveFormatBuffer {
   static_assert(N >= ZOWAVEFORMAT_BASE_SIZE);
-  BYTE bytes[N];
+  static constexpr size_t kRoom = N;
+  BYTE bytes[N < sizeof(_zowaveformat) ? sizeof(_zowaveformat) : N] = {};
   _zowaveformat* get() { return reinterpret_cast<_zowaveformat*>(bytes); }
   const _zowaveformat* get() const { return reinterpret_cast<const _zowaveformat*>(bytes); }
   _zowaveformat* operator->() { return get(); }
