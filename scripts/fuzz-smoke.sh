@@ -12,7 +12,7 @@ for target in "$build"/bin/fuzz_*; do
   corpus=$(mktemp -d)
   [ -d "fuzz/seeds/$name" ] && cp -r "fuzz/seeds/$name/." "$corpus/"
   echo "fuzz: $name for ${seconds}s"
-  "$target" -max_total_time="$seconds" -rss_limit_mb=2048 -print_final_stats=0 "$corpus" >"$corpus.log" 2>&1 || {
+  "$target" -seed=1 -max_total_time="$seconds" -rss_limit_mb=2048 -print_final_stats=0 "$corpus" >"$corpus.log" 2>&1 || {
     tail -n 60 "$corpus.log"; echo "fuzz: $name FAILED"; exit 1; }
   rm -rf "$corpus" "$corpus.log"
   count=$((count + 1))
