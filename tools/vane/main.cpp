@@ -13,7 +13,13 @@ namespace {
 
 int Help(Args&) {
   std::printf("vane: the command-line host of the Vane Format Kernel\n\nusage: vane COMMAND [ARGS]\n\ncommands:\n");
-  for (const Command& c : Commands()) std::printf("  %-40s %s\n", c.usage, c.summary);
+  for (const Command& c : Commands()) {
+    // Long usages get their summary on the next line, aligned with the rest.
+    if (std::strlen(c.usage) <= 40)
+      std::printf("  %-40s %s\n", c.usage, c.summary);
+    else
+      std::printf("  %s\n  %-40s %s\n", c.usage, "", c.summary);
+  }
   std::printf("\nExit status: 0 on success, 1 on failure (with the status on standard error), 2 on wrong usage.\n");
   return kExitOk;
 }
