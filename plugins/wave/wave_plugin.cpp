@@ -13,6 +13,7 @@
 #include "platform/file.h"
 #include "platform/wtext.h"
 #include "plugins/wave/wave_layout.h"
+#include "plugins/wave/wave_meta.h"
 #include "riff/quick_identify.h"
 
 namespace vane::wave {
@@ -156,6 +157,17 @@ class WaveStream final : public ffbase::BaseReadAudioStream {
 class WaveFile final : public ffbase::BaseReadFile {
  public:
   WaveFile(ffbase::BaseReadFileClass* owner, Container container) : BaseReadFile(owner), m_container(container) {}
+  // The read-meta identities are answered by a tear-off over the file's name.
+  HRESULT QueryInterface(REFIID iid, void** out) override {
+    if (!out || !IsReadMetaIid(iid)) return BaseReadFile::QueryInterface(iid, out);
+    WCHAR name[MAX_PATH * 4];
+    const HRESULT hr = GetFileName(name, DWORD(std::size(name)));
+    if (FAILED(hr)) {
+      *out = nullptr;
+      return hr;
+    }
+    return CreateWaveMeta(name, m_container, iid, out);
+  }
   HRESULT CreateStream(IZoReadStream** out, LONG index) override {
     *out = nullptr;
     auto* stream = new (std::nothrow) WaveStream(this, index, m_container);
