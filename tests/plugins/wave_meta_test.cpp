@@ -129,6 +129,16 @@ TEST_F(WaveMetaTest, OddSizesAndSixInterfacesOfAHandMadeFile) {
   EXPECT_EQ(generic->GetNextGenericInfo(none.ReleaseAndGetAddressOf()), S_FALSE);
 }
 
+TEST_F(WaveMetaTest, VaneInfoShowsTheTags) {
+  const auto file = m_dir / "tags.wav";
+  Write(file, WaveWithInfo({{"INAM", std::string("ab\0", 3)}, {"IART", std::string("Five5\0", 6)}}));
+  std::string out;
+  ASSERT_EQ(RunCommand(ShellQuote(VANE_TOOL_PATH) + " info --json " + ShellQuote(file.string()), &out), 0);
+  EXPECT_NE(out.find("\"tags\":{\"INAM\":\"ab\",\"IART\":\"Five5\"}"), std::string::npos) << out;
+  ASSERT_EQ(RunCommand(ShellQuote(VANE_TOOL_PATH) + " info " + ShellQuote(file.string()), &out), 0);
+  EXPECT_NE(out.find("tag INAM: ab"), std::string::npos) << out;
+}
+
 TEST_F(WaveMetaTest, DamagedListKeepsTheItemsBeforeTheDamage) {
   const auto file = m_dir / "damaged.wav";
   // The third item claims more bytes than the list holds.
