@@ -189,7 +189,7 @@ TEST_F(BaseReadMetaTest, MarkersUseTheDecodersSampleRate) {
   fileutil::ZOMETAMARKERTIME t;
   std::u16string text;
   ASSERT_EQ(fileutil::ParseMarkerTime(c.items[0].data, &t, &text), S_OK);
-  EXPECT_EQ(t.start, 20000000) << "48000 samples at 24 kHz are two seconds";
+  EXPECT_EQ(LONGLONG(t.start), LONGLONG(20000000)) << "48000 samples at 24 kHz are two seconds";
   EXPECT_EQ(text, u"one second");
   EXPECT_EQ(m_meta->GetMarkers(nullptr), E_INVALIDARG);
 }

@@ -150,7 +150,7 @@ TEST(MetaStreamTest, MarkersGoToTimeFormAndBackToSamples) {
     std::u16string text;
     ASSERT_EQ(ParseMarkerTime(items[1], &t, &text), S_OK);
     EXPECT_EQ(t.region, 1u);
-    EXPECT_EQ(t.start, MetaTimeFromSamples(44100, rate));
+    EXPECT_EQ(LONGLONG(t.start), LONGLONG(MetaTimeFromSamples(44100, rate)));
     EXPECT_EQ(text, u"region");
     ASSERT_EQ(ParseMarkerTime(items[0], &t, &text), S_OK);
     EXPECT_EQ(t.region, 0u) << "length -1 is a marker";
@@ -167,8 +167,8 @@ TEST(MetaStreamTest, MarkersGoToTimeFormAndBackToSamples) {
       std::u16string ta, tb;
       ASSERT_EQ(ParseMarkerSample(item.data, &a, &ta), S_OK);
       ASSERT_EQ(ParseMarkerSample(want->second, &b, &tb), S_OK);
-      EXPECT_EQ(a.position, b.position) << "rate " << rate;
-      EXPECT_EQ(a.length, b.length) << "rate " << rate;
+      EXPECT_EQ(LONGLONG(a.position), LONGLONG(b.position)) << "rate " << rate;
+      EXPECT_EQ(LONGLONG(a.length), LONGLONG(b.length)) << "rate " << rate;
       EXPECT_EQ(ta, tb);
       ++want;
     }
@@ -184,7 +184,7 @@ TEST(MetaStreamTest, MarkersAtRateZeroStartAtZero) {
     ZOMETAMARKERTIME t;
     std::u16string text;
     ASSERT_EQ(ParseMarkerTime(item.data, &t, &text), S_OK);
-    EXPECT_EQ(t.start, 0);
+    EXPECT_EQ(LONGLONG(t.start), LONGLONG(0));
   }
 }
 
