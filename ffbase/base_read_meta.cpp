@@ -182,13 +182,18 @@ HRESULT BaseReadMeta::ResetGenericEnum() {
 
 HRESULT BaseReadMeta::ResetGenericEnumLocked() {
   if (!m_decoder) return E_UNEXPECTED;
-  std::set<GUID, fileutil::GuidCmpLess> guids;
-  m_map.genericGuids(guids);
   m_enum.clear();
-  for (const GUID& guid : guids)
-    if (!IsFixedMetaKind(guid)) m_enum.push_back(guid);
   m_next = 0;
-  return S_OK;
+  try {
+    std::set<GUID, fileutil::GuidCmpLess> guids;
+    m_map.genericGuids(guids);
+    for (const GUID& guid : guids)
+      if (!IsFixedMetaKind(guid)) m_enum.push_back(guid);
+    return S_OK;
+  } catch (const std::bad_alloc&) {
+    m_enum.clear();
+    return E_OUTOFMEMORY;
+  }
 }
 
 HRESULT BaseReadMeta::GetNextGenericInfo(IStream** out) {
