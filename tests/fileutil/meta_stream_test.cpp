@@ -208,14 +208,6 @@ TEST(MetaStreamTest, EntryStreamHoldsBlobsWithoutItemFraming) {
             ZOERR_FILE_READ);
 }
 
-TEST(MetaStreamTest, EmptyMapGivesALoneHeaderWithCountZero) {
-  ComPtr<MetaSummaryStream> s = ComPtr<MetaSummaryStream>::Attach(new MetaSummaryStream);
-  ASSERT_EQ(s->Init(MetaMap()), S_OK);
-  const auto bytes = Drain(s.Get());
-  ASSERT_EQ(bytes.size(), 28u);
-  EXPECT_EQ(U32(bytes, 8), 0u);
-}
-
 // Damaged framing: each case changes one thing in a good stream.
 enum class Damage { kStreamCbHeader, kStreamVersion, kItemCbHeader, kItemVersion, kDataPastEnd, kCountTooHigh,
                     kHugeItem };
