@@ -2,10 +2,8 @@
 #include "kernel/lifecycle.h"
 
 #include <atomic>
-#include <memory>
 #include <mutex>
-#include <new>
-#include <vector>
+#include <string>
 
 #include "kernel/clock.h"
 #include "kernel/detail/cpu_detect.h"
@@ -14,6 +12,7 @@
 #include "kernel/os_info.h"
 #include "kernel/perfs.h"
 #include "kernel/ui_state.h"
+#include "kernel/zolist.h"
 #include "platform/file.h"
 #include "platform/module.h"
 #include "platform/status.h"
@@ -25,44 +24,34 @@ namespace {
 constexpr size_t kClientNameChars = 128;
 constexpr size_t kFailureTextChars = 512;
 
-// The string buffer list. It stands in for a thread-safe list of owned
-// strings (initial capacity 16, growth 16) and keeps that list's contract:
-// created at start, every string released at termination.
-class StringBufferList {
- public:
-  StringBufferList() { m_items.reserve(16); }
-  const WCHAR* Keep(std::u16string_view text) {
-    std::lock_guard<std::mutex> lock(m_mutex);
-    m_items.push_back(std::make_unique<std::u16string>(text));
-    return m_items.back()->c_str();
-  }
-
- private:
-  std::mutex m_mutex;
-  std::vector<std::unique_ptr<std::u16string>> m_items;
-};
-
 // Constant-initialised, so attach and detach may use them in any order of
 // static construction and destruction.
 std::atomic<HMODULE> g_appKernel{nullptr};
 std::atomic<DWORD> g_flags{0};
 std::atomic<UINT> g_errorMode{0};
 std::atomic<bool> g_runDll{false};
-std::atomic<StringBufferList*> g_stringBuffers{nullptr};
+
+// The string buffer list: a thread-safe heap list whose items are the kept
+// strings (UTF-16, terminated). The mutex (constant-initialised like the
+// rest) ties a keeper's insertion and its read of the slot to the list's
+// lifetime, so that termination never frees the list under a keeper.
+tZOLIST* g_stringBuffers = nullptr;
 std::mutex g_stringBuffersMutex;
 
+constexpr LONG kStringBufferSlots = 16;
+constexpr LONG kStringBufferGrowth = 16;
+
 HRESULT CreateStringBuffers() {
-  std::lock_guard<std::mutex> lock(g_stringBuffersMutex);
-  if (g_stringBuffers.load()) return S_OK;
-  auto* list = new (std::nothrow) StringBufferList;
-  if (!list) return E_OUTOFMEMORY;
-  g_stringBuffers.store(list);
-  return S_OK;
+  std::lock_guard lock(g_stringBuffersMutex);
+  if (g_stringBuffers) return S_OK;  // a second start keeps the list and its strings
+  return ZoList_CreateExZ(&g_stringBuffers, 0, kStringBufferSlots, kStringBufferGrowth,
+                          ZOLIST_OPT_HEAPITEMS | ZOLIST_OPT_THREADSAFE, 0, 0, 0);
 }
 
 void ReleaseStringBuffers() {
-  std::lock_guard<std::mutex> lock(g_stringBuffersMutex);
-  delete g_stringBuffers.exchange(nullptr);
+  std::lock_guard lock(g_stringBuffersMutex);
+  ZoList_Destroy(g_stringBuffers);  // frees every kept string
+  g_stringBuffers = nullptr;
 }
 
 // The client's name from the ANSI code page, at most 127 characters.
@@ -90,9 +79,20 @@ bool RunningUnderRunDll() { return g_runDll.load(); }
 void SetRunningUnderRunDll(bool value) { g_runDll.store(value); }
 
 const WCHAR* KeepStringBuffer(std::u16string_view text) {
-  std::lock_guard<std::mutex> lock(g_stringBuffersMutex);
-  StringBufferList* list = g_stringBuffers.load();
-  return list ? list->Keep(text) : nullptr;
+  // The item is copied with its terminator: the view's own storage may end
+  // without one.
+  const std::u16string copy(text);
+  std::lock_guard lock(g_stringBuffersMutex);
+  tZOLIST* list = g_stringBuffers;
+  if (!list) return nullptr;
+  LONG at = -1;
+  if (FAILED(ZoList_AllocAndInsertItem(list, copy.c_str(), (copy.size() + 1) * sizeof(WCHAR), -1, &at))) return nullptr;
+  return static_cast<const WCHAR*>(ZoList_PointerAt(list, at));
+}
+
+const tZOLIST* StringBufferList() {
+  std::lock_guard lock(g_stringBuffersMutex);
+  return g_stringBuffers;
 }
 
 }  // namespace vane::kernel

@@ -12,6 +12,8 @@
 #include "platform/export.h"
 #include "platform/types.h"
 
+struct tZOLIST;
+
 // ZoKernel_GetVersion: major 13, minor 0, build 373.
 inline constexpr DWORD ZOKERNEL_VERSION = 0x0D000175;
 // The interface level a client must be built against.
@@ -54,9 +56,13 @@ DWORD StartupFlags();
 bool RunningUnderRunDll();
 void SetRunningUnderRunDll(bool value);
 
-// The string buffer list: owned strings handed out by the kernel's text
-// functions and released at termination. The text stays valid until then;
-// null when the list does not exist.
+// The string buffer list: a thread-safe heap tZOLIST (16 slots, growth 16)
+// of owned strings handed out by the kernel's text functions, created at
+// start and released, with every string, at termination. KeepStringBuffer
+// copies text into the list and returns the copy, valid until then; null
+// when the list does not exist or is out of memory. Any thread may keep.
 const WCHAR* KeepStringBuffer(std::u16string_view text);
+// The list itself, for inspection; null outside start..termination.
+const tZOLIST* StringBufferList();
 
 }  // namespace vane::kernel

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "kernel/clock.h"
@@ -12,6 +13,7 @@
 #include "kernel/message_box.h"
 #include "kernel/os_info.h"
 #include "kernel/ui_state.h"
+#include "kernel/zolist.h"
 #include "platform/status.h"
 #include "platform/wtext.h"
 
@@ -93,6 +95,7 @@ TEST_F(Kernel, AfterTerminationMessagesAreEmptyButFailureStands) {
   ASSERT_EQ(m_boxes.size(), 1u);
   EXPECT_TRUE(m_boxes[0].text.empty());
   EXPECT_EQ(KeepStringBuffer(u"gone"), nullptr);
+  EXPECT_EQ(StringBufferList(), nullptr);
 }
 
 // A language layer that takes the strings over, or fails to open.
@@ -172,10 +175,50 @@ TEST_F(Kernel, UserPrefChangesActsOnTwoMessagesOnly) {
 
 TEST_F(Kernel, StringBuffersLiveUntilTermination) {
   const WCHAR* a = KeepStringBuffer(u"alpha");
-  const WCHAR* b = KeepStringBuffer(u"beta");
+  const WCHAR* b = KeepStringBuffer(std::u16string_view(u"betamax", 4));  // a view without terminator
   ASSERT_NE(a, nullptr);
   EXPECT_EQ(std::u16string(a), u"alpha");
   EXPECT_EQ(std::u16string(b), u"beta");
+  // A second start keeps the list and what it holds.
+  const tZOLIST* list = StringBufferList();
+  ASSERT_TRUE(ZoKernel_EarlyInitialize(FakeModule(), 0));
+  EXPECT_EQ(StringBufferList(), list);
+  EXPECT_EQ(std::u16string(a), u"alpha");
+  ZoKernel_LateTerminate(FakeModule(), 0);
+  EXPECT_EQ(StringBufferList(), nullptr);
+}
+
+TEST_F(Kernel, StringBufferListIsAThreadSafeHeapListGrowingBySixteen) {
+  const tZOLIST* list = StringBufferList();
+  ASSERT_TRUE(ZoList_IsListFast(list));
+  EXPECT_EQ(list->dwOptions & (ZOLIST_OPT_HEAPITEMS | ZOLIST_OPT_THREADSAFE),
+            ZOLIST_OPT_HEAPITEMS | ZOLIST_OPT_THREADSAFE);
+  EXPECT_EQ(list->nAllocated, 16);
+  for (int i = 0; i < 17; ++i) ASSERT_NE(KeepStringBuffer(u"x"), nullptr);
+  EXPECT_EQ(list->nItems, 17);
+  EXPECT_EQ(list->nAllocated, 32);
+}
+
+TEST_F(Kernel, StringBuffersKeptFromManyThreadsAllSurvive) {
+  constexpr int kThreads = 8, kEach = 250;
+  std::vector<std::vector<const WCHAR*>> kept(kThreads);
+  std::vector<std::thread> threads;
+  for (int t = 0; t < kThreads; ++t) {
+    threads.emplace_back([t, &kept] {
+      for (int i = 0; i < kEach; ++i) {
+        const std::u16string text = vane::platform::FromUtf8(std::to_string(t * 1000 + i));
+        kept[t].push_back(KeepStringBuffer(text));
+      }
+    });
+  }
+  for (auto& thread : threads) thread.join();
+  EXPECT_EQ(StringBufferList()->nItems, kThreads * kEach);
+  for (int t = 0; t < kThreads; ++t) {
+    for (int i = 0; i < kEach; ++i) {
+      ASSERT_NE(kept[t][i], nullptr);
+      EXPECT_EQ(vane::platform::ToUtf8(kept[t][i]), std::to_string(t * 1000 + i));
+    }
+  }
 }
 
 TEST(KernelFile, PathNameAndVersionFactsOfTheKernelsOwnFile) {
