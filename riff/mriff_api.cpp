@@ -7,34 +7,23 @@
 #include <cstring>
 
 #include "audio/mmreg.h"
-#include "platform/memory.h"
+#include "riff/detail/chunk_walk.h"
+
+namespace detail = vane::riff::detail;
+using detail::ClassicCodec;
+using detail::MemorySource;
 
 namespace {
 
-constexpr std::uint64_t Even(std::uint64_t n) { return n + (n & 1); }
-inline DWORD Le32(const BYTE* p) { return DWORD(p[0]) | DWORD(p[1]) << 8 | DWORD(p[2]) << 16 | DWORD(p[3]) << 24; }
-inline void PutLe32(BYTE* p, DWORD v) {
-  for (int i = 0; i < 4; ++i) p[i] = BYTE(v >> (8 * i));
-}
-inline DWORD Minus(DWORD r, std::uint64_t n) { return n >= r ? 0 : DWORD(r - n); }
+constexpr std::uint64_t Even(std::uint64_t n) { return ClassicCodec::Round(n); }
 
-std::int64_t Cur(const _tMRIFF* c) { return c->pCursor - c->pBase; }
-std::int64_t End(const _tMRIFF* c) { return c->pDataEnd - c->pBase; }
-void MoveTo(_tMRIFF* c, std::int64_t off) { c->pCursor = c->pBase + std::clamp<std::int64_t>(off, 0, End(c)); }
-void Advance(_tMRIFF* c, std::uint64_t n) {
-  const std::uint64_t left = std::uint64_t(End(c) - Cur(c));
-  c->pCursor += std::min(n, left);
-}
-
-bool ReadAll(_tMRIFF* c, void* buffer, DWORD n) {
-  DWORD got = 0;
-  return mriff_ReadFile(c, buffer, n, &got, nullptr) && got == n;
-}
+std::int64_t Cur(_tMRIFF* c) { return MemorySource(c).Offset(); }
+std::int64_t End(_tMRIFF* c) { return MemorySource(c).End(); }
+void MoveTo(_tMRIFF* c, std::int64_t off) { MemorySource(c).MoveTo(off); }
+void Advance(_tMRIFF* c, std::uint64_t n) { MemorySource(c).Skip(n); }
 
 HRESULT WriteAll(_tMRIFF* c, const void* buffer, DWORD n) {
-  DWORD put = 0;
-  mriff_WriteFile(c, buffer, n, &put, nullptr);
-  return put == n ? S_OK : ZOERR_FILE_WRITE;
+  return MemorySource(c).Write(buffer, n) ? S_OK : ZOERR_FILE_WRITE;
 }
 
 }  // namespace
@@ -137,99 +126,47 @@ HRESULT mriff_SeekDataStart(_tMRIFF* c) {
 
 HRESULT mriff_ReadData(_tMRIFF* c, void* buffer, DWORD size) {
   if (!c) return E_POINTER;
-  if (!ReadAll(c, buffer, size)) return ZOERR_FILE_READ;
-  if (size & 1) Advance(c, 1);
-  return S_OK;
+  MemorySource src(c);
+  return detail::ReadData<ClassicCodec>(src, buffer, size);
 }
 
 HRESULT mriff_ReadDataBounded(_tMRIFF* c, void* buffer, DWORD wanted, DWORD chunkSize) {
   if (!c) return E_POINTER;
   const DWORD n = std::min(wanted, chunkSize);
-  if (!ReadAll(c, buffer, n)) return ZOERR_FILE_READ;
   // The memory form skips to the chunk's end: (chunkSize - n) + pad.
-  Advance(c, std::uint64_t(chunkSize - n) + (chunkSize & 1));
-  return S_OK;
+  MemorySource src(c);
+  return detail::ReadThenSkip(src, buffer, n, std::uint64_t(chunkSize - n) + (chunkSize & 1));
 }
 
 HRESULT mriff_ReadDataAlloc(_tMRIFF* c, ZORIFFDATA* data) {
   if (!c || !data) return E_POINTER;
-  data->pData = nullptr;
-  if (data->cbSize == 0) return S_OK;
-  // Refuse before allocating what the block cannot hold.
-  if (std::uint64_t(data->cbSize) > std::uint64_t(End(c) - Cur(c))) {
-    Advance(c, data->cbSize);
-    return ZOERR_FILE_READ;
-  }
-  HGLOBAL h = GlobalAlloc(GHND, data->cbSize);
-  if (!h) return E_OUTOFMEMORY;
-  void* p = GlobalLock(h);
-  if (!p) {
-    GlobalFree(h);
-    return E_OUTOFMEMORY;
-  }
-  const HRESULT hr = mriff_ReadData(c, p, data->cbSize);
-  if (FAILED(hr)) {
-    GlobalUnlock(h);
-    GlobalFree(h);
-    return hr;
-  }
-  data->pData = p;
-  return S_OK;
+  // The memory source refuses what the block cannot hold before allocating.
+  MemorySource src(c);
+  return detail::ReadDataAlloc<ClassicCodec>(src, data);
 }
 
 HRESULT mriff_ReadChunkHeader(_tMRIFF* c, DWORD* id, DWORD* size) {
   if (!c) return E_POINTER;
-  BYTE h[8];
-  if (!ReadAll(c, h, 8)) return ZOERR_FILE_READ;
-  if (id) *id = Le32(h);
-  if (size) *size = Le32(h + 4);
-  return S_OK;
+  MemorySource src(c);
+  return ClassicCodec::ReadHeader(src, id, size) ? S_OK : ZOERR_FILE_READ;
 }
 
 HRESULT mriff_ReadListHeader(_tMRIFF* c, DWORD* listType, DWORD* size) {
   if (!c) return E_POINTER;
-  BYTE h[12];
-  if (!ReadAll(c, h, 12)) return ZOERR_FILE_READ;
-  if (Le32(h) != kFourCC_LIST) return ZOERR_NO_LIST;
-  if (listType) *listType = Le32(h + 8);
-  if (size) *size = Le32(h + 4) - 4;
-  return S_OK;
+  MemorySource src(c);
+  return ClassicCodec::ReadListHeader(src, listType, size);
 }
 
 HRESULT mriff_ReadFileID(_tMRIFF* c, DWORD* size, DWORD* formType) {
   if (!c) return E_POINTER;
-  if (size) *size = 0;
-  BYTE h[12];
-  if (!ReadAll(c, h, 12)) return ZOERR_FILE_READ;
-  if (Le32(h) != kFourCC_RIFF) return ZOERR_NO_RIFF;
-  if (size) *size = Le32(h + 4) - 4;
-  if (formType) *formType = Le32(h + 8);
-  return S_OK;
+  MemorySource src(c);
+  return ClassicCodec::ReadFileID(src, size, formType);
 }
 
 HRESULT mriff_FindChunkHeader(_tMRIFF* c, DWORD id, DWORD* size, DWORD* remaining) {
   if (!c) return E_POINTER;
-  DWORD r = remaining ? *remaining : 0;
-  for (;;) {
-    if (remaining && r < 8) {
-      *remaining = r;
-      return ZOERR_NOT_FOUND;
-    }
-    DWORD got = 0, sz = 0;
-    if (FAILED(mriff_ReadChunkHeader(c, &got, &sz))) {
-      if (remaining) *remaining = r;
-      return ZOERR_FILE_READ;
-    }
-    r -= 8;
-    if (got == id) {
-      if (size) *size = sz;
-      if (remaining) *remaining = r;
-      return S_OK;
-    }
-    const std::uint64_t rounded = Even(sz);
-    Advance(c, rounded);  // clamped: an absurd size ends at pDataEnd
-    r = Minus(r, rounded);
-  }
+  MemorySource src(c);
+  return detail::FindChunk<ClassicCodec>(src, id, size, remaining);
 }
 
 HRESULT mriff_FindChunkHeaderInRIFF(_tMRIFF* c, DWORD id, DWORD* size, DWORD* remaining) {
@@ -244,52 +181,22 @@ HRESULT mriff_FindChunkHeaderInRIFF(_tMRIFF* c, DWORD id, DWORD* size, DWORD* re
 
 HRESULT mriff_FindListChunk(_tMRIFF* c, DWORD listType, DWORD* size, DWORD* remaining) {
   if (!c) return E_POINTER;
-  DWORD sz = 0;
-  VANE_RETURN_IF_FAILED(mriff_FindChunkHeader(c, kFourCC_LIST, &sz, remaining));
-  while (!remaining || *remaining >= 4) {
-    BYTE t[4];
-    if (!ReadAll(c, t, 4)) return ZOERR_FILE_READ;
-    if (remaining) *remaining -= 4;
-    if (Le32(t) == listType) {
-      if (size) *size = sz - 4;
-      return S_OK;
-    }
-    const std::uint64_t rounded = std::max<std::uint64_t>(Even(sz), 4);
-    Advance(c, rounded - 4);
-    if (remaining) *remaining = Minus(*remaining, rounded - 4);
-    VANE_RETURN_IF_FAILED(mriff_FindChunkHeader(c, kFourCC_LIST, &sz, remaining));
-  }
-  return ZOERR_NOT_FOUND;
+  MemorySource src(c);
+  return detail::FindList<ClassicCodec>(src, listType, size, remaining);
 }
 
 HRESULT mriff_FindListChunkFromStart(_tMRIFF* c, DWORD listType, DWORD* size) {
   if (!c) return E_POINTER;
-  MoveTo(c, 0);
+  MemorySource src(c);
   DWORD r = 0;
-  VANE_RETURN_IF_FAILED(mriff_ReadFileID(c, &r, nullptr));
-  return mriff_FindListChunk(c, listType, size, &r);
+  VANE_RETURN_IF_FAILED(detail::StartOfForm<ClassicCodec>(src, &r));
+  return detail::FindList<ClassicCodec>(src, listType, size, &r);
 }
 
 HRESULT mriff_GetNumListEntries(_tMRIFF* c, DWORD* count, DWORD* remaining) {
   if (!c || !count) return E_POINTER;
-  *count = 0;
-  const std::int64_t keep = Cur(c);
-  DWORD r = remaining ? *remaining : 0;
-  HRESULT hr = S_OK;
-  while (!remaining || r >= 8) {
-    DWORD sz = 0;
-    if (FAILED(mriff_ReadChunkHeader(c, nullptr, &sz))) {
-      hr = ZOERR_FILE_READ;
-      break;
-    }
-    const std::uint64_t rounded = Even(sz);
-    r = DWORD(r - 8 - rounded);
-    ++*count;
-    Advance(c, rounded);
-  }
-  if (remaining) *remaining = r;
-  MoveTo(c, keep);
-  return hr;
+  MemorySource src(c);
+  return detail::CountEntries<ClassicCodec>(src, count, remaining);
 }
 
 HRESULT mriff_GetInfoString(_tMRIFF* c, DWORD id, void* buffer, DWORD bufferSize, DWORD* remaining) {
@@ -308,28 +215,20 @@ HRESULT mriff_GetInfoString(_tMRIFF* c, DWORD id, void* buffer, DWORD bufferSize
 
 HRESULT mriff_WriteChunkHeader(_tMRIFF* c, DWORD id, DWORD size) {
   if (!c) return E_POINTER;
-  BYTE h[8];
-  PutLe32(h, id);
-  PutLe32(h + 4, size);
-  return WriteAll(c, h, 8);
+  MemorySource src(c);
+  return ClassicCodec::WriteHeader(src, id, size);
 }
 
 HRESULT mriff_WriteListHeader(_tMRIFF* c, DWORD listType, DWORD size) {
   if (!c) return E_POINTER;
-  BYTE h[12];
-  PutLe32(h, kFourCC_LIST);
-  PutLe32(h + 4, size);
-  PutLe32(h + 8, listType);
-  return WriteAll(c, h, 12);
+  MemorySource src(c);
+  return ClassicCodec::WriteTypedHeader(src, kFourCC_LIST, size, listType);
 }
 
 HRESULT mriff_WriteFileID(_tMRIFF* c, DWORD formType, DWORD size) {
   if (!c) return E_POINTER;
-  BYTE h[12];
-  PutLe32(h, kFourCC_RIFF);
-  PutLe32(h + 4, size);
-  PutLe32(h + 8, formType);
-  return WriteAll(c, h, 12);
+  MemorySource src(c);
+  return ClassicCodec::WriteTypedHeader(src, kFourCC_RIFF, size, formType);
 }
 
 HRESULT mriff_WriteWaveHeader(_tMRIFF* c, const WAVEFORMATEX* wfx, DWORD dataSize, DWORD extraSize) {
@@ -344,16 +243,16 @@ HRESULT mriff_WriteWaveHeader(_tMRIFF* c, const WAVEFORMATEX* wfx, DWORD dataSiz
   }
   const DWORD riffSize = DWORD(Even(std::uint64_t(extraSize) + 20 + dataSize + chunk));
   BYTE head[20];
-  PutLe32(head, kFourCC_RIFF);
-  PutLe32(head + 4, riffSize);
-  PutLe32(head + 8, kFourCC_WAVE);
-  PutLe32(head + 12, kFourCC_fmt);
-  PutLe32(head + 16, chunk);
+  detail::PutLe32(head, kFourCC_RIFF);
+  detail::PutLe32(head + 4, riffSize);
+  detail::PutLe32(head + 8, kFourCC_WAVE);
+  detail::PutLe32(head + 12, kFourCC_fmt);
+  detail::PutLe32(head + 16, chunk);
   (void)WriteAll(c, head, 20);  // only the format body's copy is judged
   if (FAILED(WriteAll(c, &body, chunk))) return ZOERR_FILE_WRITE;
   BYTE tail[8];
-  PutLe32(tail, kFourCC_data);
-  PutLe32(tail + 4, dataSize);
+  detail::PutLe32(tail, kFourCC_data);
+  detail::PutLe32(tail + 4, dataSize);
   (void)WriteAll(c, tail, 8);
   return S_OK;
 }

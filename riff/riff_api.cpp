@@ -7,38 +7,22 @@
 #include <vector>
 
 #include "platform/file.h"
-#include "platform/memory.h"
 #include "platform/wtext.h"
+#include "riff/detail/chunk_walk.h"
 #include "riff/detail/file_access.h"
 
 using namespace vane::riff;
+using vane::riff::detail::ClassicCodec;
+using vane::riff::detail::FileSource;
 
 namespace {
 
-constexpr std::uint64_t Even(std::uint64_t n) { return n + (n & 1); }
-
-inline DWORD Le32(const BYTE* p) { return DWORD(p[0]) | DWORD(p[1]) << 8 | DWORD(p[2]) << 16 | DWORD(p[3]) << 24; }
-inline void PutLe32(BYTE* p, DWORD v) {
-  p[0] = BYTE(v);
-  p[1] = BYTE(v >> 8);
-  p[2] = BYTE(v >> 16);
-  p[3] = BYTE(v >> 24);
-}
-
-// Subtracts without wrapping below zero.
-inline DWORD Minus(DWORD r, std::uint64_t n) { return n >= r ? 0 : DWORD(r - n); }
-
-HRESULT WriteHeader8(HANDLE file, DWORD a, DWORD b) {
-  BYTE h[8];
-  PutLe32(h, a);
-  PutLe32(h + 4, b);
-  return FileWriteExact(file, h, 8) ? S_OK : ZOERR_FILE_WRITE;
-}
+constexpr std::uint64_t Even(std::uint64_t n) { return ClassicCodec::Round(n); }
 
 }  // namespace
 
 HRESULT riff_ValidateChunkHeader(DWORD, LONG size) {
-  if (size < 0) return ZOERR_BAD_CHUNK_HEADER;
+  if (size < 0) return ZOERR_NEWER_VERSION;
   if (size == 0) return ZOERR_ZERO_CHUNK;
   return S_OK;
 }
@@ -63,50 +47,28 @@ DWORD riff_SkipChunk(HANDLE file, DWORD size) {
 
 HRESULT riff_ReadData(HANDLE file, void* buffer, DWORD size) {
   if (size && !buffer) return E_POINTER;
-  if (!FileReadExact(file, buffer, size)) return ZOERR_FILE_READ;
-  if (size & 1) FileSkip(file, 1);
-  return S_OK;
+  FileSource src(file);
+  return detail::ReadData<ClassicCodec>(src, buffer, size);
 }
 
 HRESULT riff_ReadDataBounded(HANDLE file, void* buffer, DWORD wanted, DWORD chunkSize) {
   const DWORD n = std::min(wanted, chunkSize);
   if (n && !buffer) return E_POINTER;
-  if (!FileReadExact(file, buffer, n)) return ZOERR_FILE_READ;
   // Skips (wanted - n) + pad: exact for wanted == chunkSize, the usual call.
-  FileSkip(file, std::uint64_t(wanted - n) + (chunkSize & 1));
-  return S_OK;
+  FileSource src(file);
+  return detail::ReadThenSkip(src, buffer, n, std::uint64_t(wanted - n) + (chunkSize & 1));
 }
 
 HRESULT riff_ReadDataAlloc(HANDLE file, ZORIFFDATA* data) {
   if (!data) return E_POINTER;
-  data->pData = nullptr;
-  if (data->cbSize == 0) return S_OK;
-  HGLOBAL h = GlobalAlloc(GHND, data->cbSize);
-  if (!h) return E_OUTOFMEMORY;
-  void* p = GlobalLock(h);
-  if (!p) {
-    GlobalFree(h);
-    return E_OUTOFMEMORY;
-  }
-  const HRESULT hr = riff_ReadData(file, p, data->cbSize);
-  if (FAILED(hr)) {
-    GlobalUnlock(h);
-    GlobalFree(h);
-    return hr;
-  }
-  data->pData = p;
-  return S_OK;
+  FileSource src(file);
+  return detail::ReadDataAlloc<ClassicCodec>(src, data);
 }
 
 HRESULT riff_SetRIFFSize(HANDLE file, DWORD size) {
-  std::int64_t keep = 0;
-  if (!FileTell(file, &keep)) return ZOERR_FILE_WRITE;
   BYTE b[4];
-  PutLe32(b, size);
-  HRESULT hr = S_OK;
-  if (!FileSeek(file, 4, FILE_BEGIN) || !FileWriteExact(file, b, 4)) hr = ZOERR_FILE_WRITE;
-  FileSeek(file, keep, FILE_BEGIN);
-  return hr;
+  detail::PutLe32(b, size);
+  return FileSource(file).PatchAt(4, b, 4);
 }
 
 HRESULT riff_UpdateRIFFSize(HANDLE file, LONGLONG delta) {
@@ -117,15 +79,15 @@ HRESULT riff_UpdateRIFFSize(HANDLE file, LONGLONG delta) {
   if (!FileSeek(file, 4, FILE_BEGIN) || !FileReadExact(file, b, 4)) {
     hr = ZOERR_FILE_READ;
   } else {
-    const DWORD old = Le32(b);
+    const DWORD old = detail::Le32(b);
     const LONGLONG grown = LONGLONG(old) + delta;
     if (grown >= 0 && grown > 0xFFFFFFF7LL) {
       // Keep the file within the 32-bit limit: cut it back to what the old
       // size field describes.
       if (FileSeek(file, LONGLONG(old) + 8, FILE_BEGIN)) FileTruncate(file);
-      hr = ZOERR_SIZE_LIMIT;
+      hr = ZOERR_FILE_TOO_LARGE;
     } else {
-      PutLe32(b, DWORD(std::uint64_t(grown)));  // a negative sum wraps
+      detail::PutLe32(b, DWORD(std::uint64_t(grown)));  // a negative sum wraps
       if (!FileSeek(file, 4, FILE_BEGIN) || !FileWriteExact(file, b, 4)) hr = ZOERR_FILE_WRITE;
     }
   }
@@ -134,18 +96,22 @@ HRESULT riff_UpdateRIFFSize(HANDLE file, LONGLONG delta) {
 }
 
 HRESULT riff_GetFileSize(HANDLE file, DWORD* size) {
-  if (!FileSeek(file, 0, FILE_BEGIN)) return ZOERR_FILE_READ;
+  FileSource src(file);
   DWORD afterForm = 0;
-  const HRESULT hr = riff_ReadFileID(file, &afterForm, nullptr);
+  if (!src.SeekTo(0)) return ZOERR_FILE_READ;
+  const HRESULT hr = ClassicCodec::ReadFileID(src, &afterForm, nullptr);
   if (size) *size = FAILED(hr) ? 0 : afterForm + 8;
   return hr;
 }
 
-HRESULT riff_WriteChunkHeader(HANDLE file, DWORD id, DWORD size) { return WriteHeader8(file, id, size); }
+HRESULT riff_WriteChunkHeader(HANDLE file, DWORD id, DWORD size) {
+  FileSource src(file);
+  return ClassicCodec::WriteHeader(src, id, size);
+}
 
 HRESULT riff_WriteChunk(HANDLE file, DWORD id, const void* data, DWORD size, DWORD* written) {
   if (size && !data) return E_POINTER;
-  VANE_RETURN_IF_FAILED(WriteHeader8(file, id, size));
+  VANE_RETURN_IF_FAILED(riff_WriteChunkHeader(file, id, size));
   if (!FileWriteExact(file, data, size)) return ZOERR_FILE_WRITE;
   if (size & 1) {
     const BYTE zero = 0;
@@ -156,165 +122,76 @@ HRESULT riff_WriteChunk(HANDLE file, DWORD id, const void* data, DWORD size, DWO
 }
 
 HRESULT riff_WriteListHeader(HANDLE file, DWORD listType, DWORD size) {
-  BYTE h[12];
-  PutLe32(h, kFourCC_LIST);
-  PutLe32(h + 4, size);
-  PutLe32(h + 8, listType);
-  return FileWriteExact(file, h, 12) ? S_OK : ZOERR_FILE_WRITE;
+  FileSource src(file);
+  return ClassicCodec::WriteTypedHeader(src, kFourCC_LIST, size, listType);
 }
 
 HRESULT riff_WriteFileID(HANDLE file, DWORD formType, DWORD size) {
-  BYTE h[12];
-  PutLe32(h, kFourCC_RIFF);
-  PutLe32(h + 4, size);
-  PutLe32(h + 8, formType);
-  return FileWriteExact(file, h, 12) ? S_OK : ZOERR_FILE_WRITE;
+  FileSource src(file);
+  return ClassicCodec::WriteTypedHeader(src, kFourCC_RIFF, size, formType);
 }
 
 HRESULT riff_ReadChunkHeader(HANDLE file, DWORD* id, DWORD* size) {
-  BYTE h[8];
-  if (!FileReadExact(file, h, 8)) return ZOERR_FILE_READ;
-  if (id) *id = Le32(h);
-  if (size) *size = Le32(h + 4);
-  return S_OK;
+  FileSource src(file);
+  return ClassicCodec::ReadHeader(src, id, size) ? S_OK : ZOERR_FILE_READ;
 }
 
 HRESULT riff_ReadListHeader(HANDLE file, DWORD* listType, DWORD* size) {
-  BYTE h[12];
-  if (!FileReadExact(file, h, 12)) return ZOERR_FILE_READ;
-  if (Le32(h) != kFourCC_LIST) return ZOERR_NO_LIST;
-  if (listType) *listType = Le32(h + 8);
-  if (size) *size = Le32(h + 4) - 4;
-  return S_OK;
+  FileSource src(file);
+  return ClassicCodec::ReadListHeader(src, listType, size);
 }
 
 HRESULT riff_ReadFileID(HANDLE file, DWORD* size, DWORD* formType) {
-  if (size) *size = 0;
-  BYTE h[12];
-  if (!FileReadExact(file, h, 12)) return ZOERR_FILE_READ;
-  if (Le32(h) != kFourCC_RIFF) return ZOERR_NO_RIFF;
-  if (size) *size = Le32(h + 4) - 4;
-  if (formType) *formType = Le32(h + 8);
-  return S_OK;
+  FileSource src(file);
+  return ClassicCodec::ReadFileID(src, size, formType);
 }
 
 HRESULT riff_SeekDataStart(HANDLE file) { return FileSeek(file, 12, FILE_BEGIN) ? S_OK : ZOERR_FILE_READ; }
 
 HRESULT riff_FindChunkHeader(HANDLE file, DWORD id, DWORD* size, DWORD* remaining) {
-  DWORD r = remaining ? *remaining : 0;
-  for (;;) {
-    if (remaining && r < 8) {
-      *remaining = r;
-      return ZOERR_NOT_FOUND;
-    }
-    DWORD got = 0, sz = 0;
-    // Without a remaining count the walk only ends at a failed read.
-    if (FAILED(riff_ReadChunkHeader(file, &got, &sz))) {
-      if (remaining) *remaining = r;
-      return ZOERR_FILE_READ;
-    }
-    r -= 8;
-    if (got == id) {
-      if (size) *size = sz;
-      if (remaining) *remaining = r;
-      return S_OK;
-    }
-    const std::uint64_t rounded = Even(sz);
-    if (!FileSkip(file, rounded)) {
-      if (remaining) *remaining = r;
-      return ZOERR_FILE_READ;
-    }
-    r = Minus(r, rounded);
-  }
+  FileSource src(file);
+  return detail::FindChunk<ClassicCodec>(src, id, size, remaining);
 }
 
 HRESULT riff_FindChunkHeaderInRIFF(HANDLE file, DWORD id, DWORD* size, DWORD* remaining) {
-  if (!FileSeek(file, 0, FILE_BEGIN)) return ZOERR_FILE_READ;
+  FileSource src(file);
   DWORD r = 0;
-  VANE_RETURN_IF_FAILED(riff_ReadFileID(file, &r, nullptr));
-  const HRESULT hr = riff_FindChunkHeader(file, id, size, &r);
+  VANE_RETURN_IF_FAILED(detail::StartOfForm<ClassicCodec>(src, &r));
+  const HRESULT hr = detail::FindChunk<ClassicCodec>(src, id, size, &r);
   if (remaining) *remaining = r;
   return hr;
 }
 
 HRESULT riff_FindListChunk(HANDLE file, DWORD listType, DWORD* size, DWORD* remaining) {
-  DWORD sz = 0;
-  VANE_RETURN_IF_FAILED(riff_FindChunkHeader(file, kFourCC_LIST, &sz, remaining));
-  while (!remaining || *remaining >= 4) {
-    BYTE t[4];
-    if (!FileReadExact(file, t, 4)) return ZOERR_FILE_READ;
-    if (remaining) *remaining -= 4;
-    if (Le32(t) == listType) {
-      if (size) *size = sz - 4;
-      return S_OK;
-    }
-    // A list too short to hold its type is stepped over, never backwards.
-    const std::uint64_t rounded = std::max<std::uint64_t>(Even(sz), 4);
-    if (!FileSkip(file, rounded - 4)) return ZOERR_FILE_READ;
-    if (remaining) *remaining = Minus(*remaining, rounded - 4);
-    VANE_RETURN_IF_FAILED(riff_FindChunkHeader(file, kFourCC_LIST, &sz, remaining));
-  }
-  return ZOERR_NOT_FOUND;
+  FileSource src(file);
+  return detail::FindList<ClassicCodec>(src, listType, size, remaining);
 }
 
 HRESULT riff_FindListChunkFromStart(HANDLE file, DWORD listType, DWORD* size) {
-  if (!FileSeek(file, 0, FILE_BEGIN)) return ZOERR_FILE_READ;
+  FileSource src(file);
   DWORD r = 0;
-  VANE_RETURN_IF_FAILED(riff_ReadFileID(file, &r, nullptr));
-  return riff_FindListChunk(file, listType, size, &r);
+  VANE_RETURN_IF_FAILED(detail::StartOfForm<ClassicCodec>(src, &r));
+  return detail::FindList<ClassicCodec>(src, listType, size, &r);
 }
 
 HRESULT riff_GetNumListEntries(HANDLE file, DWORD* count, DWORD* remaining) {
   if (!count) return E_POINTER;
-  *count = 0;
-  std::int64_t keep = 0;
-  if (!FileTell(file, &keep)) return ZOERR_FILE_READ;
-  DWORD r = remaining ? *remaining : 0;
-  HRESULT hr = S_OK;
-  while (!remaining || r >= 8) {
-    DWORD sz = 0;
-    if (FAILED(riff_ReadChunkHeader(file, nullptr, &sz))) {
-      hr = ZOERR_FILE_READ;
-      break;
-    }
-    // No floor: an oversize last entry wraps the count and the walk runs on
-    // to the end of the file.
-    const std::uint64_t rounded = Even(sz);
-    r = DWORD(r - 8 - rounded);
-    ++*count;
-    if (!FileSkip(file, rounded)) {
-      hr = ZOERR_FILE_READ;
-      break;
-    }
-  }
-  if (remaining) *remaining = r;
-  FileSeek(file, keep, FILE_BEGIN);
-  return hr;
+  FileSource src(file);
+  return detail::CountEntries<ClassicCodec>(src, count, remaining);
 }
 
 HRESULT riff_SeekListEntry(HANDLE file, DWORD index, DWORD* remaining) {
-  DWORD r = remaining ? *remaining : 0;
-  for (DWORD i = 0; i < index; ++i) {
-    if (remaining && r < 8) {
-      *remaining = r;
-      return ZOERR_NOT_FOUND;
-    }
-    DWORD sz = 0;
-    if (FAILED(riff_ReadChunkHeader(file, nullptr, &sz))) return ZOERR_FILE_READ;
-    const std::uint64_t rounded = Even(sz);
-    r = DWORD(r - 8 - rounded);
-    if (!FileSkip(file, rounded)) return ZOERR_FILE_READ;
-  }
-  if (remaining) *remaining = r;
-  return S_OK;
+  FileSource src(file);
+  return detail::SeekEntry<ClassicCodec>(src, index, remaining);
 }
 
 HRESULT riff_DeleteChunk(HANDLE file, DWORD id, DWORD* removed, BOOL isList) {
   if (removed) *removed = 0;
-  if (!FileSeek(file, 0, FILE_BEGIN)) return ZOERR_FILE_READ;
+  FileSource src(file);
   DWORD r = 0, sz = 0;
-  VANE_RETURN_IF_FAILED(riff_ReadFileID(file, &r, nullptr));
-  VANE_RETURN_IF_FAILED(isList ? riff_FindListChunk(file, id, &sz, &r) : riff_FindChunkHeader(file, id, &sz, &r));
+  VANE_RETURN_IF_FAILED(detail::StartOfForm<ClassicCodec>(src, &r));
+  VANE_RETURN_IF_FAILED(isList ? detail::FindList<ClassicCodec>(src, id, &sz, &r)
+                               : detail::FindChunk<ClassicCodec>(src, id, &sz, &r));
   std::int64_t pos = 0;
   if (!FileTell(file, &pos)) return ZOERR_FILE_READ;
   const std::uint64_t cut = Even(sz) + 8 + (isList ? 4 : 0);

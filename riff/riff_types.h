@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
-// Shared vocabulary of the RIFF family: four-character codes, the statuses
-// the chunk layers report, the Wave64 GUIDs and the small records of the
-// flat interfaces.
+// Shared vocabulary of the RIFF family: four-character codes, the Wave64
+// GUIDs and the small records of the flat interfaces. The statuses the
+// chunk layers report are named in platform/status.h.
 #pragma once
 
 #include <cstddef>
@@ -26,11 +26,6 @@ inline constexpr DWORD kFourCC_data = ZoFourCC("data");
 inline constexpr DWORD kFourCC_JUNK = ZoFourCC("JUNK");
 inline constexpr DWORD kFourCC_INFO = ZoFourCC("INFO");
 inline constexpr DWORD kFourCC_CDDA = ZoFourCC("CDDA");
-
-// Statuses of the chunk layers that status.h does not name yet.
-inline constexpr HRESULT ZOERR_UNSUPPORTED_VERSION = MakeStatus(0x8004E01C);
-inline constexpr HRESULT ZOERR_SIZE_LIMIT = MakeStatus(0x8004E03A);
-inline constexpr HRESULT ZOERR_BAD_CHUNK_HEADER = MakeStatus(0x8004E083);
 
 // Wave64 GUIDs in their little-endian memory form. The first group spells
 // the classic label in its first four bytes.

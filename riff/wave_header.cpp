@@ -378,8 +378,8 @@ HRESULT ZoInsertWavHeader(HANDLE file, const WAVEFORMATEX* format, DWORD dataSiz
   std::int64_t size = 0, keep = 0;
   if (!FileSize(file, &size) || !FileTell(file, &keep)) return ZOERR_FILE_READ;
   const DWORD h = headerSize;
-  if ((h & 1) || size < 46 || h < 46) return ZOERR_BAD_CHUNK_HEADER;
-  if (h > 46 && h < 54) return ZOERR_BAD_CHUNK_HEADER;  // no room for a JUNK header
+  if ((h & 1) || size < 46 || h < 46) return ZOERR_NEWER_VERSION;
+  if (h > 46 && h < 54) return ZOERR_NEWER_VERSION;  // no room for a JUNK header
   const WAVEFORMATEX w = Written(*format);
   HRESULT hr = FileSeek(file, 0, FILE_BEGIN) ? S_OK : ZOERR_FILE_WRITE;
   if (SUCCEEDED(hr)) hr = riff_WriteFileID(file, kFourCC_WAVE, DWORD(std::uint64_t(dataSize) + h - 8));
@@ -399,8 +399,8 @@ HRESULT ZoInsertW64Header(HANDLE file, const WAVEFORMATEX* format, ULONGLONG dat
   std::int64_t size = 0, keep = 0;
   if (!FileSize(file, &size) || !FileTell(file, &keep)) return ZOERR_FILE_READ;
   const ULONGLONG h = headerSize;
-  if ((h & 7) || size < 112 || h < 112 || h > (1ULL << 40)) return ZOERR_BAD_CHUNK_HEADER;
-  if (h != 112 && h - 112 < 24) return ZOERR_BAD_CHUNK_HEADER;
+  if ((h & 7) || size < 112 || h < 112 || h > (1ULL << 40)) return ZOERR_NEWER_VERSION;
+  if (h != 112 && h - 112 < 24) return ZOERR_NEWER_VERSION;
   const WAVEFORMATEX w = Written(*format);
   HRESULT hr = FileSeek(file, 0, FILE_BEGIN) ? S_OK : ZOERR_FILE_WRITE;
   if (SUCCEEDED(hr)) hr = riff64_WriteFileID(file, &kW64_wave, dataSize + h - 24);

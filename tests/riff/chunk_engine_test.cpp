@@ -164,11 +164,11 @@ TEST_F(RiffFile, Wave64AcceptsBothStoredSizeConventions) {
 }
 
 TEST(Riff64, ValidatesHeaderSizesAndFloorsTinySizeFields) {
-  EXPECT_EQ(riff64_ValidateChunkHeader(kW64_data, 0x0000000800000000LL), ZOERR_BAD_CHUNK_HEADER);
-  EXPECT_EQ(riff64_ValidateChunkHeader(kW64_data, 28), ZOERR_BAD_CHUNK_HEADER);
+  EXPECT_EQ(riff64_ValidateChunkHeader(kW64_data, 0x0000000800000000LL), ZOERR_NEWER_VERSION);
+  EXPECT_EQ(riff64_ValidateChunkHeader(kW64_data, 28), ZOERR_NEWER_VERSION);
   EXPECT_EQ(riff64_ValidateChunkHeader(kW64_data, 0), ZOERR_ZERO_CHUNK);
   EXPECT_EQ(riff64_ValidateChunkHeader(kW64_data, 32), S_OK);
-  EXPECT_EQ(riff_ValidateChunkHeader(0, -1), ZOERR_BAD_CHUNK_HEADER);
+  EXPECT_EQ(riff_ValidateChunkHeader(0, -1), ZOERR_NEWER_VERSION);
   EXPECT_EQ(riff_ValidateChunkHeader(0, 0), ZOERR_ZERO_CHUNK);
 
   ScratchDir dir;
