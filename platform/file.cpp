@@ -350,6 +350,23 @@ std::string CurrentDirectory() {
   return buf.data();
 }
 
+// The file behind a handle for a read or write of count bytes: a handle
+// opened without that access fails with ERROR_ACCESS_DENIED, a null buffer
+// with a count with ERROR_NOACCESS.
+std::shared_ptr<File> FileForTransfer(HANDLE handle, bool write, const void* buffer, DWORD count) {
+  auto file = detail::Lookup<File>(handle);
+  if (!file) return nullptr;
+  if (!(write ? file->m_write : file->m_read)) {
+    Fail(ERROR_ACCESS_DENIED);
+    return nullptr;
+  }
+  if (!buffer && count > 0) {
+    Fail(ERROR_NOACCESS);
+    return nullptr;
+  }
+  return file;
+}
+
 }  // namespace
 }  // namespace vane::platform
 
@@ -377,16 +394,8 @@ HANDLE CreateFileA(LPCSTR utf8Name, DWORD access, DWORD, SECURITY_ATTRIBUTES*, D
 
 BOOL ReadFile(HANDLE handle, LPVOID buffer, DWORD toRead, DWORD* read, OVERLAPPED* overlapped) {
   if (read) *read = 0;
-  auto file = detail::Lookup<File>(handle);
+  auto file = FileForTransfer(handle, false, buffer, toRead);
   if (!file) return FALSE;
-  if (!file->m_read) {
-    Fail(ERROR_ACCESS_DENIED);
-    return FALSE;
-  }
-  if (!buffer && toRead > 0) {
-    Fail(ERROR_NOACCESS);
-    return FALSE;
-  }
   off_t offset = overlapped ? off_t((ULONGLONG(overlapped->OffsetHigh) << 32) | overlapped->Offset) : 0;
   auto* out = static_cast<char*>(buffer);
   DWORD done = 0;
@@ -418,16 +427,8 @@ BOOL ReadFile(HANDLE handle, LPVOID buffer, DWORD toRead, DWORD* read, OVERLAPPE
 
 BOOL WriteFile(HANDLE handle, LPCVOID buffer, DWORD toWrite, DWORD* written, OVERLAPPED* overlapped) {
   if (written) *written = 0;
-  auto file = detail::Lookup<File>(handle);
+  auto file = FileForTransfer(handle, true, buffer, toWrite);
   if (!file) return FALSE;
-  if (!file->m_write) {
-    Fail(ERROR_ACCESS_DENIED);
-    return FALSE;
-  }
-  if (!buffer && toWrite > 0) {
-    Fail(ERROR_NOACCESS);
-    return FALSE;
-  }
   off_t offset = 0;
   if (overlapped) {
     // Offset and OffsetHigh both 0xFFFFFFFF: write at the end.

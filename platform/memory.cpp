@@ -49,6 +49,17 @@ GlobalRegistry& Globals() {
   return *registry;
 }
 
+// The block behind a handle; the caller holds the registry's mutex. An
+// unknown handle sets ERROR_INVALID_HANDLE and gives null.
+GlobalBlock* FindBlockLocked(GlobalRegistry& r, HGLOBAL mem) {
+  auto it = r.byHandle.find(mem);
+  if (it == r.byHandle.end()) {
+    SetLastError(ERROR_INVALID_HANDLE);
+    return nullptr;
+  }
+  return it->second;
+}
+
 // Grows or shrinks a C-heap block; zero-fills the new tail when asked.
 void* Resize(void* data, SIZE_T oldSize, SIZE_T newSize, bool mayMove, bool zeroTail) {
   void* result = data;
@@ -171,12 +182,8 @@ HGLOBAL GlobalAlloc(UINT flags, SIZE_T bytes) {
 HGLOBAL GlobalReAlloc(HGLOBAL mem, SIZE_T bytes, UINT flags) {
   GlobalRegistry& r = Globals();
   std::lock_guard lock(r.mutex);
-  auto it = r.byHandle.find(mem);
-  if (it == r.byHandle.end()) {
-    SetLastError(ERROR_INVALID_HANDLE);
-    return nullptr;
-  }
-  GlobalBlock* block = it->second;
+  GlobalBlock* block = FindBlockLocked(r, mem);
+  if (!block) return nullptr;
   if (flags & GMEM_MODIFY) {
     block->flags = (block->flags & GMEM_MOVEABLE) | (flags & GMEM_ZEROINIT);
     return mem;
@@ -197,7 +204,7 @@ HGLOBAL GlobalReAlloc(HGLOBAL mem, SIZE_T bytes, UINT flags) {
     return mem;
   }
   // A fixed block's handle is its address, so a moved fixed block has a new one.
-  r.byHandle.erase(it);
+  r.byHandle.erase(mem);
   r.byHandle.emplace(data, block);
   r.byData.emplace(data, data);
   return data;
@@ -206,12 +213,8 @@ HGLOBAL GlobalReAlloc(HGLOBAL mem, SIZE_T bytes, UINT flags) {
 LPVOID GlobalLock(HGLOBAL mem) {
   GlobalRegistry& r = Globals();
   std::lock_guard lock(r.mutex);
-  auto it = r.byHandle.find(mem);
-  if (it == r.byHandle.end()) {
-    SetLastError(ERROR_INVALID_HANDLE);
-    return nullptr;
-  }
-  GlobalBlock* block = it->second;
+  GlobalBlock* block = FindBlockLocked(r, mem);
+  if (!block) return nullptr;
   if (block->flags & GMEM_MOVEABLE) ++block->locks;
   return block->data;
 }
@@ -219,12 +222,8 @@ LPVOID GlobalLock(HGLOBAL mem) {
 BOOL GlobalUnlock(HGLOBAL mem) {
   GlobalRegistry& r = Globals();
   std::lock_guard lock(r.mutex);
-  auto it = r.byHandle.find(mem);
-  if (it == r.byHandle.end()) {
-    SetLastError(ERROR_INVALID_HANDLE);
-    return FALSE;
-  }
-  GlobalBlock* block = it->second;
+  GlobalBlock* block = FindBlockLocked(r, mem);
+  if (!block) return FALSE;
   if (!(block->flags & GMEM_MOVEABLE)) {
     SetLastError(ERROR_SUCCESS);
     return FALSE;
@@ -241,12 +240,8 @@ BOOL GlobalUnlock(HGLOBAL mem) {
 SIZE_T GlobalSize(HGLOBAL mem) {
   GlobalRegistry& r = Globals();
   std::lock_guard lock(r.mutex);
-  auto it = r.byHandle.find(mem);
-  if (it == r.byHandle.end()) {
-    SetLastError(ERROR_INVALID_HANDLE);
-    return 0;
-  }
-  return it->second->size;
+  const GlobalBlock* block = FindBlockLocked(r, mem);
+  return block ? block->size : 0;
 }
 
 HGLOBAL GlobalHandle(LPCVOID pointer) {
@@ -266,13 +261,9 @@ HGLOBAL GlobalFree(HGLOBAL mem) {
   {
     GlobalRegistry& r = Globals();
     std::lock_guard lock(r.mutex);
-    auto it = r.byHandle.find(mem);
-    if (it == r.byHandle.end()) {
-      SetLastError(ERROR_INVALID_HANDLE);
-      return mem;
-    }
-    block = it->second;
-    r.byHandle.erase(it);
+    block = FindBlockLocked(r, mem);
+    if (!block) return mem;
+    r.byHandle.erase(mem);
     r.byData.erase(block->data);
   }
   std::free(block->data);
