@@ -7,6 +7,7 @@
 #include <cmath>
 #include <cstring>
 #include <limits>
+#include <ostream>
 #include <random>
 #include <vector>
 
@@ -173,6 +174,7 @@ std::vector<uint8_t> MakeSource(ZOSAMPLETYPE t, size_t samples, uint32_t seed) {
 struct Pair {
   ZOSAMPLETYPE dst, src;
 };
+void PrintTo(const Pair& p, std::ostream* os) { *os << "to type " << int(p.dst) << " from type " << int(p.src); }
 
 std::vector<Pair> AllPairs() {
   std::vector<Pair> v;
@@ -262,6 +264,10 @@ struct VectorCase {
   Pair pair;
   CopyVariant variant;
 };
+void PrintTo(const VectorCase& c, std::ostream* os) {
+  *os << (c.variant == CopyVariant::kAvx2 ? "avx2 " : "sse2 ");
+  PrintTo(c.pair, os);
+}
 
 std::vector<VectorCase> VectorCases() {
   std::vector<VectorCase> v;

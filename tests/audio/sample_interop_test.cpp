@@ -7,6 +7,7 @@
 
 #include <cmath>
 #include <cstring>
+#include <ostream>
 #include <string>
 
 #include "audio/sample_copy.h"
@@ -50,6 +51,7 @@ std::vector<uint8_t> Ours(const std::vector<uint8_t>& in, const RawType& from, c
 struct Widening {
   RawType from, to;
 };
+void PrintTo(const Widening& w, std::ostream* os) { *os << w.from.ffmpeg << " to " << w.to.ffmpeg; }
 
 class SoxWideningTest : public testing::TestWithParam<Widening> {};
 

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <ostream>
 #include <string>
 
 #include "audio/zowaveformat.h"
@@ -106,6 +107,9 @@ struct ShapeCase {
   DWORD room;
   bool extensible;
 };
+void PrintTo(const ShapeCase& c, std::ostream* os) {
+  *os << "dest " << c.dest << " flags " << c.flags << " room " << c.room;
+}
 
 class CopyShapeTest : public testing::TestWithParam<ShapeCase> {};
 

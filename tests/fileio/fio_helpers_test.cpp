@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <ostream>
 
 #include "fileio/detail/module_loader.h"
 #include "fileio/rank_tables.h"
@@ -15,6 +16,7 @@ struct ConstrainCase {
   LONG expected;
   LONG index;
 };
+void PrintTo(const ConstrainCase& c, std::ostream* os) { *os << "value " << c.value << " direction " << c.direction; }
 
 class ConstrainTest : public ::testing::TestWithParam<ConstrainCase> {};
 

@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <ostream>
 
 #include "fileio/detail/module_loader.h"
 #include "fileio/team_guids.h"
@@ -280,6 +281,7 @@ struct BadFileCase {
   std::string bytes;
   HRESULT expected;
 };
+void PrintTo(const BadFileCase& c, std::ostream* os) { *os << c.name; }
 
 class ManagerBadFileTest : public ManagerTest, public ::testing::WithParamInterface<BadFileCase> {};
 

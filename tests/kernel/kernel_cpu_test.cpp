@@ -2,6 +2,7 @@
 // CPU detection rules driven through an injected probe, and the host's gates.
 #include <gtest/gtest.h>
 
+#include <ostream>
 #include <vector>
 
 #include "kernel/cpu.h"
@@ -56,6 +57,7 @@ struct DetectCase {
   DWORD hardware;
   DWORD os;
 };
+void PrintTo(const DetectCase& c, std::ostream* os) { *os << c.name; }
 
 class CpuDetect : public ::testing::TestWithParam<DetectCase> {};
 

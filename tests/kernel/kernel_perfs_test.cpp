@@ -5,6 +5,7 @@
 
 #include <cmath>
 #include <complex>
+#include <ostream>
 #include <vector>
 
 #include "kernel/perfs.h"
@@ -114,6 +115,9 @@ struct DeinterleaveCase {
   int channels;
   int frames;
 };
+void PrintTo(const DeinterleaveCase& c, std::ostream* os) {
+  *os << c.channels << " channels, " << c.frames << " frames";
+}
 
 class Deinterleave : public ::testing::TestWithParam<DeinterleaveCase> {};
 

@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <numeric>
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -129,6 +130,7 @@ struct DeleteCase {
   HRESULT expect;
   V remaining;
 };
+void PrintTo(const DeleteCase& c, std::ostream* os) { *os << "delete " << c.count << " at " << c.index; }
 
 class ZoListDelete : public ::testing::TestWithParam<DeleteCase> {};
 
@@ -301,6 +303,9 @@ struct MoveCase {
   LONG from, to, count;
   HRESULT expect;
 };
+void PrintTo(const MoveCase& c, std::ostream* os) {
+  *os << (c.itemSize ? "array list" : "pointer list") << ": move " << c.count << " from " << c.from << " to " << c.to;
+}
 
 class ZoListMoveRange : public ::testing::TestWithParam<MoveCase> {};
 

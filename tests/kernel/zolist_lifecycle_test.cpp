@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <climits>
 #include <cstring>
+#include <ostream>
 #include <thread>
 #include <vector>
 
@@ -29,6 +30,10 @@ struct CreateCase {
   LONG expectAllocated;
   LONG expectStep;
 };
+void PrintTo(const CreateCase& c, std::ostream* os) {
+  *os << "item size " << c.itemSize << " slots " << c.initialSlots << " step " << c.growStep << " options " << std::hex
+      << c.options << std::dec;
+}
 
 class ZoListCreation : public ::testing::TestWithParam<CreateCase> {};
 

@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <ostream>
 #include <random>
 #include <utility>
 #include <vector>
@@ -199,6 +200,10 @@ struct ProbeCase {
   LONG expect;
   std::vector<std::intptr_t> probes;  // compared item values, in order
 };
+void PrintTo(const ProbeCase& c, std::ostream* os) {
+  *os << (c.insert ? "insert position of " : "search for ") << c.key << " in " << c.keys.size() << " items from "
+      << c.start << " count " << c.count;
+}
 
 class ZoListProbeOrder : public ::testing::TestWithParam<ProbeCase> {};
 

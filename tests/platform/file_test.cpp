@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <filesystem>
+#include <ostream>
 #include <string>
 #include <thread>
 
@@ -32,6 +33,9 @@ struct DispositionCase {
   DWORD lastError;
   std::uintmax_t sizeAfter;  // the existing file holds 3 bytes
 };
+void PrintTo(const DispositionCase& c, std::ostream* os) {
+  *os << "disposition " << c.disposition << (c.exists ? " over an existing file" : " without a file");
+}
 
 class Disposition : public testing::TestWithParam<DispositionCase> {};
 

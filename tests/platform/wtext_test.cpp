@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <ostream>
 #include <string>
 
 #include "platform/file.h"
@@ -47,6 +48,10 @@ struct InvalidUtf8Case {
   const char* bytes;
   std::u16string expected;
 };
+void PrintTo(const InvalidUtf8Case& c, std::ostream* os) {
+  *os << "bytes";
+  for (const char* p = c.bytes; *p; ++p) *os << ' ' << std::hex << std::uppercase << (unsigned(BYTE(*p))) << std::dec;
+}
 
 class InvalidUtf8 : public testing::TestWithParam<InvalidUtf8Case> {};
 

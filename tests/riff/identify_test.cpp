@@ -6,6 +6,7 @@
 
 #include <map>
 #include <memory>
+#include <ostream>
 
 #include "riff/detail/file_access.h"
 #include "riff/quick_identify.h"
@@ -22,6 +23,7 @@ struct Made {
   DWORD type;
   bool boxes = false;   // the box classifier may read past the first 64 KB
 };
+void PrintTo(const Made& m, std::ostream* os) { *os << m.file << " made by " << m.tool; }
 
 constexpr const char* kSine = "-f lavfi -i sine=frequency=440:sample_rate=44100:duration=0.3";
 constexpr const char* kPicture = "-f lavfi -i testsrc=size=64x48:rate=10:duration=0.5";

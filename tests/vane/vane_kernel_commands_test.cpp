@@ -5,6 +5,7 @@
 
 #include <cctype>
 #include <cstdlib>
+#include <ostream>
 #include <string>
 
 #include "tests/support/test_files.h"
@@ -27,6 +28,7 @@ struct ExitCase {
   const char* args;
   int status;
 };
+void PrintTo(const ExitCase& c, std::ostream* os) { *os << "vane " << c.args << " exits " << c.status; }
 
 class VaneKernelExit : public ::testing::TestWithParam<ExitCase> {};
 
