@@ -48,7 +48,10 @@ constexpr LONGLONG kTicksPerSecond = 10000000;
 
 void Fail(DWORD error) { SetLastError(error); }
 
-bool NameToPath(LPCWSTR name, std::string* path) {
+// A file name must be given and not empty: null fails with
+// ERROR_INVALID_PARAMETER, an empty name with ERROR_PATH_NOT_FOUND.
+template <class Char>
+bool NameGiven(const Char* name) {
   if (!name) {
     Fail(ERROR_INVALID_PARAMETER);
     return false;
@@ -57,6 +60,11 @@ bool NameToPath(LPCWSTR name, std::string* path) {
     Fail(ERROR_PATH_NOT_FOUND);
     return false;
   }
+  return true;
+}
+
+bool NameToPath(LPCWSTR name, std::string* path) {
+  if (!NameGiven(name)) return false;
   *path = ToUtf8(name);
   return true;
 }
@@ -381,14 +389,7 @@ HANDLE CreateFileW(LPCWSTR name, DWORD access, DWORD, SECURITY_ATTRIBUTES*, DWOR
 
 HANDLE CreateFileA(LPCSTR utf8Name, DWORD access, DWORD, SECURITY_ATTRIBUTES*, DWORD disposition,
                    DWORD flagsAndAttributes, HANDLE) {
-  if (!utf8Name) {
-    Fail(ERROR_INVALID_PARAMETER);
-    return INVALID_HANDLE_VALUE;
-  }
-  if (!*utf8Name) {
-    Fail(ERROR_PATH_NOT_FOUND);
-    return INVALID_HANDLE_VALUE;
-  }
+  if (!NameGiven(utf8Name)) return INVALID_HANDLE_VALUE;
   return OpenFile(utf8Name, access, disposition, flagsAndAttributes);
 }
 
