@@ -274,21 +274,21 @@ HRESULT ZoPerfsFFTInitAlloc_C_32fc(ZoPerfsFFTSpec_C_32fc** state, int order, int
   if (order < 0 || order > ZO_FFT_MAX_ORDER) return Mapped(ZOPERF_STS_FFT_ORDER_ERR);
   if (!ValidFlag(flag)) return Mapped(ZOPERF_STS_FFT_FLAG_ERR);
   const int n = 1 << order;
-  auto* spec = new (std::nothrow) ZoPerfsFFTSpec_C_32fc{n, flag, nullptr, nullptr};
+  auto* plan = new (std::nothrow) ZoPerfsFFTSpec_C_32fc{n, flag, nullptr, nullptr};
   fftwf_complex* in = fftwf_alloc_complex(size_t(n));
   fftwf_complex* out = fftwf_alloc_complex(size_t(n));
-  if (spec && in && out) {
+  if (plan && in && out) {
     std::lock_guard<std::mutex> lock(g_plannerMutex);
-    spec->forward = fftwf_plan_dft_1d(n, in, out, FFTW_FORWARD, FFTW_ESTIMATE);
-    spec->inverse = fftwf_plan_dft_1d(n, in, out, FFTW_BACKWARD, FFTW_ESTIMATE);
+    plan->forward = fftwf_plan_dft_1d(n, in, out, FFTW_FORWARD, FFTW_ESTIMATE);
+    plan->inverse = fftwf_plan_dft_1d(n, in, out, FFTW_BACKWARD, FFTW_ESTIMATE);
   }
   fftwf_free(in);
   fftwf_free(out);
-  if (!spec || !spec->forward || !spec->inverse) {
-    ZoPerfsFFTFree_C_32fc(spec);
+  if (!plan || !plan->forward || !plan->inverse) {
+    ZoPerfsFFTFree_C_32fc(plan);
     return Mapped(ZOPERF_STS_MEM_ALLOC_ERR);
   }
-  *state = spec;
+  *state = plan;
   return Mapped(ZOPERF_STS_NO_ERR);
 }
 
@@ -298,26 +298,26 @@ HRESULT ZoPerfsFFTInitAlloc_R_64f(ZoPerfsFFTSpec_R_64f** state, int order, int f
   if (order < 0 || order > ZO_FFT_MAX_ORDER) return Mapped(ZOPERF_STS_FFT_ORDER_ERR);
   if (!ValidFlag(flag)) return Mapped(ZOPERF_STS_FFT_FLAG_ERR);
   const int n = 1 << order;
-  auto* spec = new (std::nothrow) ZoPerfsFFTSpec_R_64f{n, flag, nullptr, nullptr};
-  if (!spec) return Mapped(ZOPERF_STS_MEM_ALLOC_ERR);
+  auto* plan = new (std::nothrow) ZoPerfsFFTSpec_R_64f{n, flag, nullptr, nullptr};
+  if (!plan) return Mapped(ZOPERF_STS_MEM_ALLOC_ERR);
   if (n == 1) {  // the transform of one value is that value; no plans
-    *state = spec;
+    *state = plan;
     return Mapped(ZOPERF_STS_NO_ERR);
   }
   double* real = fftw_alloc_real(size_t(n));
   fftw_complex* spectrum = fftw_alloc_complex(size_t(n) / 2 + 1);
   if (real && spectrum) {
     std::lock_guard<std::mutex> lock(g_plannerMutex);
-    spec->forward = fftw_plan_dft_r2c_1d(n, real, spectrum, FFTW_ESTIMATE);
-    spec->inverse = fftw_plan_dft_c2r_1d(n, spectrum, real, FFTW_ESTIMATE);
+    plan->forward = fftw_plan_dft_r2c_1d(n, real, spectrum, FFTW_ESTIMATE);
+    plan->inverse = fftw_plan_dft_c2r_1d(n, spectrum, real, FFTW_ESTIMATE);
   }
   fftw_free(real);
   fftw_free(spectrum);
-  if (!spec->forward || !spec->inverse) {
-    ZoPerfsFFTFree_R_64f(spec);
+  if (!plan->forward || !plan->inverse) {
+    ZoPerfsFFTFree_R_64f(plan);
     return Mapped(ZOPERF_STS_MEM_ALLOC_ERR);
   }
-  *state = spec;
+  *state = plan;
   return Mapped(ZOPERF_STS_NO_ERR);
 }
 

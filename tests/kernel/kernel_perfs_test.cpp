@@ -38,10 +38,10 @@ class ComplexFft : public ::testing::TestWithParam<int> {};
 TEST_P(ComplexFft, MatchesDirectDftAndInverts) {
   const int order = GetParam();
   const int n = 1 << order;
-  ZoPerfsFFTSpec_C_32fc* spec = nullptr;
-  ASSERT_TRUE(SUCCEEDED(ZoPerfsFFTInitAlloc_C_32fc(&spec, order, ZO_FFT_DIV_INV_BY_N, zoAlgHintNone)));
+  ZoPerfsFFTSpec_C_32fc* plan = nullptr;
+  ASSERT_TRUE(SUCCEEDED(ZoPerfsFFTInitAlloc_C_32fc(&plan, order, ZO_FFT_DIV_INV_BY_N, zoAlgHintNone)));
   int bufSize = 0;
-  ASSERT_TRUE(SUCCEEDED(ZoPerfsFFTGetBufSize_C_32fc(spec, &bufSize)));
+  ASSERT_TRUE(SUCCEEDED(ZoPerfsFFTGetBufSize_C_32fc(plan, &bufSize)));
   BYTE* work = ZoPerfsMalloc_8u(bufSize);
   std::vector<Zo32fc> x(n), y(n), back(n);
   std::vector<std::complex<double>> xd(n);
@@ -49,22 +49,22 @@ TEST_P(ComplexFft, MatchesDirectDftAndInverts) {
     x[i] = Zo32fc{float(std::sin(0.3 * i) + 0.1 * i), float(std::cos(0.7 * i))};
     xd[i] = {x[i].re, x[i].im};
   }
-  ASSERT_TRUE(SUCCEEDED(ZoPerfsFFTFwd_CToC_32fc(x.data(), y.data(), spec, work)));
+  ASSERT_TRUE(SUCCEEDED(ZoPerfsFFTFwd_CToC_32fc(x.data(), y.data(), plan, work)));
   const auto expected = Dft(xd, -1);
   for (int k = 0; k < n; ++k) {
     EXPECT_NEAR(y[k].re, expected[k].real(), 1e-3 * n) << k;
     EXPECT_NEAR(y[k].im, expected[k].imag(), 1e-3 * n) << k;
   }
-  ASSERT_TRUE(SUCCEEDED(ZoPerfsFFTInv_CToC_32fc(y.data(), back.data(), spec, nullptr)));  // no work buffer
+  ASSERT_TRUE(SUCCEEDED(ZoPerfsFFTInv_CToC_32fc(y.data(), back.data(), plan, nullptr)));  // no work buffer
   for (int i = 0; i < n; ++i) {
     EXPECT_NEAR(back[i].re, x[i].re, 1e-4 * n);
     EXPECT_NEAR(back[i].im, x[i].im, 1e-4 * n);
   }
   // In place works too.
-  ASSERT_TRUE(SUCCEEDED(ZoPerfsFFTFwd_CToC_32fc(x.data(), x.data(), spec, work)));
+  ASSERT_TRUE(SUCCEEDED(ZoPerfsFFTFwd_CToC_32fc(x.data(), x.data(), plan, work)));
   EXPECT_FLOAT_EQ(x[n - 1].re, y[n - 1].re);
   ZoPerfsFree(work);
-  EXPECT_TRUE(SUCCEEDED(ZoPerfsFFTFree_C_32fc(spec)));
+  EXPECT_TRUE(SUCCEEDED(ZoPerfsFFTFree_C_32fc(plan)));
 }
 
 INSTANTIATE_TEST_SUITE_P(Orders, ComplexFft, ::testing::Values(0, 1, 3, 6));
@@ -74,13 +74,13 @@ class RealFft : public ::testing::TestWithParam<int> {};
 TEST_P(RealFft, PackedOrderMatchesDirectDftAndInverts) {
   const int order = GetParam();
   const int n = 1 << order;
-  ZoPerfsFFTSpec_R_64f* spec = nullptr;
-  ASSERT_TRUE(SUCCEEDED(ZoPerfsFFTInitAlloc_R_64f(&spec, order, ZO_FFT_DIV_BY_SQRTN, zoAlgHintAccurate)));
+  ZoPerfsFFTSpec_R_64f* plan = nullptr;
+  ASSERT_TRUE(SUCCEEDED(ZoPerfsFFTInitAlloc_R_64f(&plan, order, ZO_FFT_DIV_BY_SQRTN, zoAlgHintAccurate)));
   std::vector<double> data(n);
   std::vector<std::complex<double>> xd(n);
   for (int i = 0; i < n; ++i) xd[i] = data[i] = std::sin(0.37 * i) + 0.25 * (i % 3);
   const std::vector<double> original = data;
-  ASSERT_TRUE(SUCCEEDED(ZoPerfsFFTFwd_RToPerm_64f_I(data.data(), spec, nullptr)));
+  ASSERT_TRUE(SUCCEEDED(ZoPerfsFFTFwd_RToPerm_64f_I(data.data(), plan, nullptr)));
   const auto spectrum = Dft(xd, -1);
   const double s = 1 / std::sqrt(double(n));
   EXPECT_NEAR(data[0], spectrum[0].real() * s, 1e-9);
@@ -91,19 +91,19 @@ TEST_P(RealFft, PackedOrderMatchesDirectDftAndInverts) {
       EXPECT_NEAR(data[2 * k + 1], spectrum[k].imag() * s, 1e-9) << k;
     }
   }
-  ASSERT_TRUE(SUCCEEDED(ZoPerfsFFTInv_PermToR_64f_I(data.data(), spec, nullptr)));
+  ASSERT_TRUE(SUCCEEDED(ZoPerfsFFTInv_PermToR_64f_I(data.data(), plan, nullptr)));
   for (int i = 0; i < n; ++i) EXPECT_NEAR(data[i], original[i], 1e-9);
-  ZoPerfsFFTFree_R_64f(spec);
+  ZoPerfsFFTFree_R_64f(plan);
 }
 
 INSTANTIATE_TEST_SUITE_P(Orders, RealFft, ::testing::Values(0, 1, 2, 5, 8));
 
 TEST(Fft, BadArgumentsGiveMappedStatuses) {
-  ZoPerfsFFTSpec_C_32fc* spec = reinterpret_cast<ZoPerfsFFTSpec_C_32fc*>(1);
-  EXPECT_EQ(ZoPerfsFFTInitAlloc_C_32fc(&spec, -1, ZO_FFT_NODIV_BY_ANY, zoAlgHintNone),
+  ZoPerfsFFTSpec_C_32fc* plan = reinterpret_cast<ZoPerfsFFTSpec_C_32fc*>(1);
+  EXPECT_EQ(ZoPerfsFFTInitAlloc_C_32fc(&plan, -1, ZO_FFT_NODIV_BY_ANY, zoAlgHintNone),
             ZoPerfStatusToHRESULT(ZOPERF_STS_FFT_ORDER_ERR));
-  EXPECT_EQ(spec, nullptr);
-  EXPECT_EQ(ZoPerfsFFTInitAlloc_C_32fc(&spec, 4, 3, zoAlgHintNone), ZoPerfStatusToHRESULT(ZOPERF_STS_FFT_FLAG_ERR));
+  EXPECT_EQ(plan, nullptr);
+  EXPECT_EQ(ZoPerfsFFTInitAlloc_C_32fc(&plan, 4, 3, zoAlgHintNone), ZoPerfStatusToHRESULT(ZOPERF_STS_FFT_FLAG_ERR));
   EXPECT_EQ(ZoPerfsFFTInitAlloc_C_32fc(nullptr, 4, 1, zoAlgHintNone), ZoPerfStatusToHRESULT(ZOPERF_STS_NULL_PTR_ERR));
   ZoPerfsFFTSpec_R_64f* real = nullptr;
   EXPECT_EQ(ZoPerfsFFTInitAlloc_R_64f(&real, 40, 1, zoAlgHintNone), ZoPerfStatusToHRESULT(ZOPERF_STS_FFT_ORDER_ERR));
