@@ -54,6 +54,19 @@ LONGLONG Trunc(double v) {
   return LONGLONG(v);
 }
 
+// Positions and lengths come from the stream's bytes; their sums and
+// differences saturate like Trunc instead of overflowing.
+LONGLONG SatAdd(LONGLONG a, LONGLONG b) {
+  LONGLONG r;
+  if (!__builtin_add_overflow(a, b, &r)) return r;
+  return b > 0 ? LONGLONG(9.2e18) : LONGLONG(-9.2e18);
+}
+LONGLONG SatSub(LONGLONG a, LONGLONG b) {
+  LONGLONG r;
+  if (!__builtin_sub_overflow(a, b, &r)) return r;
+  return b < 0 ? LONGLONG(9.2e18) : LONGLONG(-9.2e18);
+}
+
 std::u16string TextOf(const std::uint8_t* p, std::size_t bytes) {
   std::u16string t(bytes / 2, u'\0');
   if (!t.empty()) std::memcpy(t.data(), p, t.size() * 2);
@@ -281,7 +294,7 @@ HRESULT MetaMarkerStream::Init(const MetaMap& map, DWORD rate) {
       r.cb = sizeof r;
       r.start = MetaTimeFromSamples(s.position, rate);
       r.region = s.length != -1;
-      r.length = r.region ? MetaTimeFromSamples(s.position + s.length, rate) - r.start : 0;
+      r.length = r.region ? SatSub(MetaTimeFromSamples(SatAdd(s.position, s.length), rate), r.start) : 0;
       r.cbText = DWORD(t.size());
       AddItem(&r, sizeof r, t.data(), t.size());
     }
@@ -304,7 +317,7 @@ HRESULT MetaLegacyMarkerStream::Init(IStream* timeForm, DWORD rate) {
       VANE_RETURN_IF_FAILED(ParseMarkerTime(item.data, &r, &text));
       ++id;
       const LONGLONG pos = MetaSamplesFromTime(r.start, rate);
-      const LONGLONG len = r.region ? MetaSamplesFromTime(r.start + r.length, rate) - pos : -1;
+      const LONGLONG len = r.region ? SatSub(MetaSamplesFromTime(SatAdd(r.start, r.length), rate), pos) : -1;
       const std::vector<std::uint8_t> rec = MakeMarkerSample(id, pos, len, text);
       AddItem(rec.data(), rec.size());
     }
