@@ -289,6 +289,9 @@ WAVEFORMATEX* ZoGetFileWfx(LPCWSTR name, ULONGLONG* sampleCount, ULONGLONG* data
 HRESULT ZoSetFileWfx(LPCWSTR name, const WAVEFORMATEX* format) {
   if (!format) return E_POINTER;
   VANE_RETURN_IF_FAILED(CheckWriterFormat(*format, false));
+  // Only the 18-byte head is written: an extensible record would lose its
+  // sub-format and leave a format chunk no reader can use.
+  if (format->wFormatTag == WAVE_FORMAT_EXTENSIBLE) return ZOERR_UNSUPPORTED_MEDIATYPE;
   OwnedFile f(CreateFileW(name, GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ, nullptr, OPEN_EXISTING,
                           FILE_ATTRIBUTE_NORMAL, nullptr));
   if (!f.ok()) return ZOERR_FILE_OPEN;

@@ -21,6 +21,7 @@ VANE_EXPORT BOOL ZoFileIsAiff(LPCWSTR name);
 VANE_EXPORT WAVEFORMATEX* ZoGetFileWfx(LPCWSTR name, ULONGLONG* sampleCount, ULONGLONG* dataOffset);
 // Writes a fresh 18-byte "fmt " chunk at the start of a Wave file's chunks
 // (the first 26 bytes after the form), or rebuilds the COMM body of an AIFF.
+// An extensible record (tag 0xFFFE) does not fit there and is refused.
 VANE_EXPORT HRESULT ZoSetFileWfx(LPCWSTR name, const WAVEFORMATEX* format);
 
 // mode: 3 truncates an existing file, 4 creates always, others are passed
