@@ -11,6 +11,7 @@
 #include "platform/export.h"
 
 struct WAVEFORMATEX;
+struct BITMAPINFOHEADER;
 
 // Creates a manager. flags: 4 rebuild the cache, 64 keep metric and cache
 // files beside the executable, 128 neither read nor write the cache, 256 no
@@ -39,6 +40,21 @@ VANE_EXPORT HRESULT ZoFio_SetStreamFormatInfo(_ZOFILESTREAMFORMATINFOv2* record,
                                               const void* extension, LONGLONG length);
 VANE_EXPORT HRESULT ZoFio_SetStreamFormatInfo(_ZOFILESTREAMFORMATINFOv2* record, const WAVEFORMATEX* format,
                                               const void* extension, LONGLONG length);
+// A video stream: the 40-byte header (a later, larger header form is cut to
+// 40 bytes and says so in biSize; a biSize below 40 gives E_INVALIDARG) and a
+// tZOVIDEOEXTENSION whose fixed fields are set and whose pixel aspect is 1.0
+// when none was given or it is not above 0.
+VANE_EXPORT HRESULT ZoFio_SetStreamFormatInfo(_ZOFILESTREAMFORMATINFOv2* record, const BITMAPINFOHEADER* format,
+                                              const void* extension, LONGLONG length);
+
+// record is a _ZOFILESTREAMFORMATINFOv2 or the older _ZOFILESTREAMFORMATINFOv1
+// (fileio/stream_format_v1.h), told apart by cbSize. A v2 record is left alone
+// (S_FALSE). A v1 record is filled from the reader's stream index: type,
+// length, start, and the header of the stream's type plus its extension.
+// wantedType is a ZOFILESTREAMTYPE mask the stream must match (0: any),
+// else E_INVALIDARG. A header smaller than needed gets its first bytes and the
+// call gives 0x8004E03C.
+VANE_EXPORT HRESULT ZoFio_ConvertToV2ifV1(IZoReadFile* file, LONG index, void* record, DWORD wantedType);
 
 VANE_EXPORT LONG ZoFio_CountSetBits(ULONGLONG value);
 VANE_EXPORT LONG ZoFio_ConstrainValueToTable(LONG value, const LONG* table, LONG count, LONG direction, LONG* index);
@@ -54,6 +70,19 @@ struct ZOFIO_INFOTEXT_MAP {
   DWORD infoId;
   const WCHAR* text;
 };
+// String arguments below are resolved the way the language layer resolves a
+// text argument: a value below 0x10000 is a string id, a language-table
+// record gives its text, anything else is the text. Until a language layer
+// exists the language handle is not consulted: string ids come from the
+// kernel's string catalogue (its installed source, else the built-in English
+// texts) and records give their English slot.
+//
+// One string per id (0 or an id the catalogue lacks: no string, slot null).
+VANE_EXPORT HRESULT ZoFio_FillBstrArrayFromStringResources(void* language, const UINT* stringIds, LONG count,
+                                                           BSTR* texts);
+// The string id the map gives an info id; 0 when no row has it or its row
+// holds a text.
+VANE_EXPORT UINT ZoFio_MapInfoIdToStringId(DWORD infoId, const ZOFIO_INFOTEXT_MAP* map, LONG mapCount);
 VANE_EXPORT HRESULT ZoFio_FillBstrArrayFromStringResourceMap(void* language, const DWORD* ids, LONG count,
                                                              BSTR* texts, const ZOFIO_INFOTEXT_MAP* map,
                                                              LONG mapCount, const WCHAR* suffix);
