@@ -6,7 +6,16 @@
 #include <cstring>
 #include <new>
 
+#include "fileutil/picture_meta.h"
+
 namespace fileutil {
+
+// A list entry's generic header and a stream item's head are one layout, so
+// list entries and stream items move between each other as they stand.
+static_assert(sizeof(ZOGENERICMETAHEADER) == sizeof(ZOMETAITEMHEADER) &&
+              offsetof(ZOGENERICMETAHEADER, kind) == offsetof(ZOMETAITEMHEADER, version) &&
+              offsetof(ZOGENERICMETAHEADER, guid) == offsetof(ZOMETAITEMHEADER, guid) &&
+              offsetof(ZOGENERICMETAHEADER, dataSize) == offsetof(ZOMETAITEMHEADER, cbData));
 
 const MetaKind kMetaKinds[20] = {
     {0x1, GUID_ZoMetaSummary},
@@ -340,8 +349,8 @@ HRESULT MetaEntryStream::Init(const MetaMap& map, const GUID& guid) {
 
 HRESULT ReadMetaStream(IStream* stream, MetaStreamContent* out) {
   if (!stream || !out) return E_INVALIDARG;
+  *out = MetaStreamContent();
   try {
-    *out = MetaStreamContent();
     ZOMETASTREAMHEADER h;
     if (!ReadAll(stream, &h, sizeof h) || h.cbHeader != kMetaHeaderBytes || h.version != kMetaVersion)
       return ZOERR_FILE_READ;
@@ -425,25 +434,38 @@ std::vector<std::uint8_t> MakeMarkerSample(DWORD id, LONGLONG position, LONGLONG
   return out;
 }
 
+// Both fillers add what arrived intact even when the status says damage: a
+// reader that ends early keeps what it has read, and a broken record costs
+// only itself.
 HRESULT InitMapFromSummaryStream(IStream* stream, MetaMap* map) {
-  if (!map) return E_INVALIDARG;
+  if (!stream || !map) return E_INVALIDARG;
   MetaStreamContent c;
-  VANE_RETURN_IF_FAILED(ReadMetaStream(stream, &c));
-  for (const MetaItem& item : c.items) {
-    DWORD tag = 0;
-    std::u16string text;
-    VANE_RETURN_IF_FAILED(ParseSummaryItem(item.data, &tag, &text));
-    map->add(tag, text);
+  HRESULT hr = ReadMetaStream(stream, &c);
+  try {
+    for (const MetaItem& item : c.items) {
+      DWORD tag = 0;
+      std::u16string text;
+      const HRESULT parsed = item.guid == GUID_ZoMetaSummary ? ParseSummaryItem(item.data, &tag, &text)
+                                                             : ZOERR_FILE_READ;
+      if (SUCCEEDED(parsed)) map->add(tag, text);
+      else if (SUCCEEDED(hr)) hr = parsed;
+    }
+  } catch (const std::bad_alloc&) {
+    return E_OUTOFMEMORY;
   }
-  return S_OK;
+  return hr;
 }
 
 HRESULT InitMapFromGenericStream(IStream* stream, MetaMap* map) {
-  if (!map) return E_INVALIDARG;
+  if (!stream || !map) return E_INVALIDARG;
   MetaStreamContent c;
-  VANE_RETURN_IF_FAILED(ReadMetaStream(stream, &c));
-  for (const MetaItem& item : c.items) map->addGeneric(item.guid, item.data);
-  return S_OK;
+  const HRESULT hr = ReadMetaStream(stream, &c);
+  try {
+    for (MetaItem& item : c.items) map->addGeneric(item.guid, item.data);
+  } catch (const std::bad_alloc&) {
+    return E_OUTOFMEMORY;
+  }
+  return hr;
 }
 
 }  // namespace fileutil

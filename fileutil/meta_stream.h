@@ -222,7 +222,10 @@ struct MetaStreamContent {
 // Reads a whole framed stream: header then `count` items. 0x8004E008 when
 // the header or an item header is short or isn't cbHeader 28 and version
 // 100, when an item is above kMetaMaxItemBytes, or when data end early;
-// E_INVALIDARG for null arguments. Memory grows only with bytes that arrive.
+// E_INVALIDARG for null arguments. On failure `out->items` keeps the items
+// that arrived whole before the damage. Memory grows only with bytes that
+// arrive. This is the one reader of the framing; the map fillers below and
+// MetaMap::init/initGeneric go through it.
 [[nodiscard]] VANE_EXPORT HRESULT ReadMetaStream(IStream* stream, MetaStreamContent* out);
 // Reads an entry stream: the 12-byte head, then `count` entries, each a
 // fixed head of `headBytes` and as many bytes in all as `totalBytes(head)`
@@ -244,8 +247,15 @@ using EntrySizeFn = std::function<std::uint64_t(const std::uint8_t* head)>;
 VANE_EXPORT std::vector<std::uint8_t> MakeMarkerSample(DWORD id, LONGLONG position, LONGLONG length,
                                                        const std::u16string& text);
 
-// Fill a map from validated streams: a summary stream's items as text items,
-// a generic stream's items as generics under their item GUID.
+// Fill a map from framed streams, the forms MetaSummaryStream and
+// MetaGenericStream (or MetaLegacyMarkerStream) hand out, read from the
+// stream's present position. Summary: each item of the summary GUID whose
+// data is {12, tag, cbText} + text becomes a text item (the first text of a
+// tag wins). Generic: each item's data becomes a generic under its item
+// GUID. Every intact item before any damage is added; the status is
+// 0x8004E008 when the framing is damaged or, for summary, when an item is
+// of another kind or its record is broken (that item is skipped and the
+// reading goes on). E_INVALIDARG for null arguments.
 [[nodiscard]] VANE_EXPORT HRESULT InitMapFromSummaryStream(IStream* stream, MetaMap* map);
 [[nodiscard]] VANE_EXPORT HRESULT InitMapFromGenericStream(IStream* stream, MetaMap* map);
 

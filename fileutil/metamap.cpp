@@ -6,6 +6,7 @@
 #include <fstream>
 #include <iterator>
 
+#include "fileutil/meta_stream.h"
 #include "fileutil/picture_meta.h"
 #include "platform/wtext.h"
 
@@ -13,26 +14,10 @@ namespace fileutil {
 
 namespace {
 
-constexpr std::size_t kMaxRecord = 64u << 20;  // a stream record larger than this ends the reading
-
 std::vector<std::uint8_t> ReadWhole(const std::filesystem::path& file, bool* ok) {
   std::ifstream in(file, std::ios::binary);
   *ok = bool(in);
   return std::vector<std::uint8_t>((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-}
-
-bool ReadExactly(const MetaMap::ReadFn& read, void* buffer, std::uint32_t n) {
-  auto* p = static_cast<std::uint8_t*>(buffer);
-  while (n > 0) {
-    const std::uint32_t got = read(p, n);
-    if (got == 0 || got > n) return false;
-    p += got, n -= got;
-  }
-  return true;
-}
-
-std::uint32_t Le32(const std::uint8_t* p) {
-  return std::uint32_t(p[0]) | std::uint32_t(p[1]) << 8 | std::uint32_t(p[2]) << 16 | std::uint32_t(p[3]) << 24;
 }
 
 std::u16string MimeFor(const std::vector<std::uint8_t>& b) {
@@ -113,31 +98,12 @@ void MetaMap::initSmfmf(const std::vector<std::uint8_t>& bytes) {
   add(o);
 }
 
-void MetaMap::initFrom(const ReadFn& read) {
-  std::uint8_t head[12];
-  while (ReadExactly(read, head, sizeof head)) {
-    const std::uint32_t key = Le32(head), length = Le32(head + 8);
-    if (length > kMaxRecord) return;
-    std::u16string text(length / 2, u'\0');
-    std::vector<std::uint8_t> raw(length);
-    if (!ReadExactly(read, raw.data(), length)) return;
-    if (!text.empty()) std::memcpy(text.data(), raw.data(), text.size() * 2);
-    while (!text.empty() && text.back() == u'\0') text.pop_back();
-    add(key, text);
-  }
+void MetaMap::init(IStream* stream) {
+  if (stream) (void)InitMapFromSummaryStream(stream, this);
 }
 
-void MetaMap::initGenericFrom(const ReadFn& read) {
-  ZOGENERICMETAHEADER head;
-  while (ReadExactly(read, &head, sizeof head)) {
-    if (head.headerSize < sizeof head || head.dataSize > kMaxRecord || head.headerSize - sizeof head > kMaxRecord)
-      return;
-    std::vector<std::uint8_t> skip(head.headerSize - sizeof head);
-    if (!skip.empty() && !ReadExactly(read, skip.data(), std::uint32_t(skip.size()))) return;
-    std::vector<std::uint8_t> data(head.dataSize);
-    if (!ReadExactly(read, data.data(), head.dataSize)) return;
-    addGeneric(head.guid, data);
-  }
+void MetaMap::initGeneric(IStream* stream) {
+  if (stream) (void)InitMapFromGenericStream(stream, this);
 }
 
 void MetaMap::initPictureMapFromGeneric() {

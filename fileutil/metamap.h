@@ -18,6 +18,8 @@
 #include "platform/guid.h"
 #include "platform/types.h"
 
+struct IStream;
+
 namespace fileutil {
 
 using GuidCmpLess = vane::platform::GuidLess;
@@ -66,15 +68,19 @@ class VANE_EXPORT MetaMap {
   void initPicture(const std::u16string& description, const std::uint8_t* bytes, std::size_t size, std::int32_t type);
   void initSmfmf(const std::vector<std::uint8_t>& bytes);
 
-  // Summary stream: records of a 12-byte head (key, flags, byte length, all
-  // little-endian) and UTF-16 text of that length.
-  void initFrom(const ReadFn& read);
-  // Generic stream: 28-byte generic headers, each with its data.
-  void initGenericFrom(const ReadFn& read);
-  template <typename Stream>
-  void init(Stream* stream) { initFrom(Reader(stream)); }
-  template <typename Stream>
-  void initGeneric(Stream* stream) { initGenericFrom(Reader(stream)); }
+  // Read the framed metadata streams (meta_stream.h) from the stream's
+  // present position: a 28-byte stream header, then items with 28-byte
+  // heads. init takes a summary stream (what MetaSummaryStream and
+  // GetAllSummaryInfo hand out): each item's data is a 12-byte head
+  // {12, tag, cbText} and the UTF-16 text, stored as a text item. initGeneric
+  // takes a generic stream (MetaGenericStream, GetNextGenericInfo,
+  // MetaLegacyMarkerStream): each item's data becomes a generic under its
+  // item GUID. Nothing is reported: damaged framing ends the reading with the
+  // items that arrived whole, and a broken summary record is skipped. For a
+  // status, use InitMapFromSummaryStream/InitMapFromGenericStream, which
+  // these call.
+  void init(IStream* stream);
+  void initGeneric(IStream* stream);
 
   void initPictureMapFromGeneric();
   void initGenericFromPictureMap();

@@ -2,7 +2,10 @@
 // Metadata stream reader on arbitrary bytes. A stream that reads as framed
 // generics is put into a map, presented again as streams and read back: the
 // second reading must succeed and give the same items. Summary, marker and
-// entry readings must end with a status, whatever the bytes.
+// entry readings must end with a status, whatever the bytes. The map's own
+// readers (MetaMap::init, initGeneric) must take the same items as the
+// status-reporting fillers, and what they took must survive map -> stream ->
+// map unchanged.
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
@@ -38,6 +41,28 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   }
   MetaMap summary;
   (void)InitMapFromSummaryStream(Over(data, size).Get(), &summary);
+  MetaMap items, generics;
+  items.init(Over(data, size).Get());
+  generics.initGeneric(Over(data, size).Get());
+  if (items.items() != summary.items()) std::abort();
+  {
+    auto s = vane::ComPtr<MetaSummaryStream>::Attach(new MetaSummaryStream);
+    if (FAILED(s->Init(items))) std::abort();
+    MetaMap back;
+    back.init(s.Get());
+    if (back.items() != items.items()) std::abort();
+  }
+  {
+    std::set<GUID, GuidCmpLess> guids;
+    generics.genericGuids(guids);
+    MetaMap back;
+    for (const GUID& g : guids) {
+      auto s = vane::ComPtr<MetaGenericStream>::Attach(new MetaGenericStream);
+      if (FAILED(s->Init(generics, g))) std::abort();
+      back.initGeneric(s.Get());
+    }
+    if (back.generics() != generics.generics()) std::abort();
+  }
   auto legacy = vane::ComPtr<MetaLegacyMarkerStream>::Attach(new MetaLegacyMarkerStream);
   (void)legacy->Init(Over(data, size).Get(), 48000);
   std::vector<std::vector<std::uint8_t>> entries;

@@ -3,9 +3,13 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
+#include <iterator>
+#include <set>
 
+#include "fileutil/meta_stream.h"
 #include "fileutil/picture_meta.h"
 
 namespace fileutil {
@@ -74,32 +78,227 @@ TEST(MetaMapTest, MusicFeaturesSurviveTheTripThroughGenericBlobs) {
   EXPECT_EQ(o->data, (std::vector<std::uint8_t>{9, 8, 7}));
 }
 
-// A stream with the one Read slot the stream forms use.
-struct ByteStream {
-  std::vector<std::uint8_t> bytes;
-  std::size_t pos = 0;
-  HRESULT Read(void* out, ULONG n, ULONG* got) {
-    const std::size_t k = std::min<std::size_t>(n, bytes.size() - pos);
-    std::memcpy(out, bytes.data() + pos, k);
-    pos += k;
-    *got = ULONG(k);
-    return S_OK;
+// The map's stream readers take exactly the framed streams the stream forms
+// (and so the read-meta slots) hand out: map -> stream -> map is the identity.
+
+using vane::ComPtr;
+
+constexpr std::uint32_t Tag(const char (&s)[5]) {
+  return std::uint32_t(std::uint8_t(s[0])) | std::uint32_t(std::uint8_t(s[1])) << 8 |
+         std::uint32_t(std::uint8_t(s[2])) << 16 | std::uint32_t(std::uint8_t(s[3])) << 24;
+}
+
+const GUID kOther = VANE_GUID(0x01020304, 0x0506, 0x0708, 0x09, 0x0A, 0x0B, 0x0C, 0x0D, 0x0E, 0x0F, 0x10);
+
+ComPtr<IStream> Over(const std::vector<std::uint8_t>& bytes) {
+  return ComPtr<IStream>::Attach(SHCreateMemStream(bytes.data(), UINT(bytes.size())));
+}
+
+std::vector<std::uint8_t> SummaryBytes(const MetaMap& m) {
+  auto s = ComPtr<MetaSummaryStream>::Attach(new MetaSummaryStream);
+  EXPECT_EQ(s->Init(m), S_OK);
+  return s->Bytes();
+}
+
+std::vector<std::uint8_t> GenericBytes(const MetaMap& m, const GUID& guid) {
+  auto s = ComPtr<MetaGenericStream>::Attach(new MetaGenericStream);
+  EXPECT_EQ(s->Init(m, guid), S_OK);
+  return s->Bytes();
+}
+
+MetaMap RichMap() {
+  MetaMap m;
+  m.add(Tag("INAM"), u"Title \u00e9\u4e2d\U0001F3B5");
+  m.add(Tag("IART"), u"Artist");
+  m.add(Tag("ICMT"), u"");
+  m.add(Tag("TLEN"), u"183000");
+  const std::uint8_t jpeg[] = {0xFF, 0xD8, 0xFF, 0xE0, 1, 2, 3, 4, 5};
+  m.initPicture(u"Front", jpeg, sizeof jpeg, 3);
+  m.initPicture(u"", jpeg, 3, 4);
+  m.initGenericFromPictureMap();
+  m.initSmfmf({9, 8, 7, 6});
+  m.initGenericFromSmfmf();
+  m.addGeneric(GUID_ZoMetaMarkers, MakeMarkerSample(1, 0, -1, u"start"));
+  m.addGeneric(GUID_ZoMetaMarkers, MakeMarkerSample(2, 44100, 22050, u"verse"));
+  m.addGeneric(kOther, {1, 2, 3});
+  m.addGeneric(kOther, {});
+  m.addGeneric(kOther, std::vector<std::uint8_t>(70000, 0x5A));  // more than one read piece
+  return m;
+}
+
+TEST(MetaMapStreamTest, SummaryStreamRoundTripsEveryTextItem) {
+  const MetaMap m = RichMap();
+  MetaMap back;
+  back.init(Over(SummaryBytes(m)).Get());
+  EXPECT_EQ(back.items(), m.items());
+  EXPECT_TRUE(back.generics().empty()) << "the stream header must not be read as a record";
+}
+
+// What a host gathers through the read-meta slots: the summary stream, then
+// one generic stream per GUID of the enumeration.
+TEST(MetaMapStreamTest, EveryGenericStreamRoundTripsAndPicturesComeBack) {
+  const MetaMap m = RichMap();
+  MetaMap back;
+  std::set<GUID, GuidCmpLess> guids;
+  m.genericGuids(guids);
+  for (const GUID& g : guids) back.initGeneric(Over(GenericBytes(m, g)).Get());
+  EXPECT_EQ(back.generics(), m.generics());
+  EXPECT_TRUE(back.items().empty());
+
+  back.initPictureMapFromGeneric();
+  ASSERT_EQ(back.pictures().size(), m.pictures().size());
+  for (const auto& [type, p] : m.pictures()) {
+    const Picture& q = back.pictures().at(type);
+    EXPECT_EQ(q.description, p.description);
+    EXPECT_EQ(q.mimeType, p.mimeType);
+    EXPECT_EQ(q.data, p.data);
   }
+  back.initSmfmfFromGeneric();
+  ASSERT_NE(back.getGeneralObject(MetaMap::kSmfmfDescription), nullptr);
+  EXPECT_EQ(back.getGeneralObject(MetaMap::kSmfmfDescription)->data, (std::vector<std::uint8_t>{9, 8, 7, 6}));
+}
+
+TEST(MetaMapStreamTest, MarkersComeBackThroughTimeFormAndTheLegacyStream) {
+  const MetaMap m = RichMap();
+  auto timeForm = ComPtr<MetaMarkerStream>::Attach(new MetaMarkerStream);
+  ASSERT_EQ(timeForm->Init(m, 48000), S_OK);
+  auto samples = ComPtr<MetaLegacyMarkerStream>::Attach(new MetaLegacyMarkerStream);
+  ASSERT_EQ(samples->Init(timeForm.Get(), 48000), S_OK);
+  MetaMap back;
+  back.initGeneric(samples.Get());
+  const auto want = m.generics().equal_range(GUID_ZoMetaMarkers);
+  const auto got = back.generics().equal_range(GUID_ZoMetaMarkers);
+  EXPECT_TRUE(std::equal(want.first, want.second, got.first, got.second));
+  EXPECT_EQ(back.generics().size(), 2u);
+}
+
+TEST(MetaMapStreamTest, EmptyStreamsAndNullAddNothing) {
+  MetaMap m;
+  m.init(Over(SummaryBytes(MetaMap())).Get());
+  m.initGeneric(Over(GenericBytes(MetaMap(), kOther)).Get());
+  m.init(nullptr);
+  m.initGeneric(nullptr);
+  EXPECT_TRUE(m.empty());
+}
+
+// Items keep their first text: a stream read into a filled map adds only new
+// tags, as merging dialects expects.
+TEST(MetaMapStreamTest, SummaryStreamDoesNotOverwriteItems) {
+  MetaMap m;
+  m.add(Tag("IART"), u"mine");
+  m.init(Over(SummaryBytes(RichMap())).Get());
+  EXPECT_EQ(m.getMetaItem(Tag("IART")), u"mine");
+  EXPECT_EQ(m.getMetaItem(Tag("TLEN")), u"183000");
+}
+
+// Offsets where each item of a framed stream ends.
+std::vector<std::size_t> ItemEnds(const std::vector<std::uint8_t>& b) {
+  std::vector<std::size_t> ends;
+  for (std::size_t at = 28; at + 28 <= b.size();) {
+    DWORD cb;
+    std::memcpy(&cb, b.data() + at + 24, 4);
+    at += 28 + cb;
+    ends.push_back(at);
+  }
+  return ends;
+}
+
+// A stream cut anywhere gives exactly the items that arrived whole, from both
+// the map's reader and the status-reporting filler.
+TEST(MetaMapStreamTest, TruncatedStreamsKeepTheItemsThatArrivedWhole) {
+  MetaMap m = RichMap();
+  m.addGeneric(kOther, {7});
+  const std::vector<std::uint8_t> summary = SummaryBytes(m), generic = GenericBytes(m, kOther);
+  for (const auto* full : {&summary, &generic}) {
+    const bool isSummary = full == &summary;
+    const std::vector<std::size_t> ends = ItemEnds(*full);
+    for (std::size_t n = 0; n < full->size(); n += (n < 200 ? 1 : 997)) {
+      const std::vector<std::uint8_t> cut(full->begin(), full->begin() + n);
+      const std::size_t whole = std::size_t(std::upper_bound(ends.begin(), ends.end(), n) - ends.begin());
+      MetaMap a, b;
+      if (isSummary) {
+        a.init(Over(cut).Get());
+        EXPECT_EQ(InitMapFromSummaryStream(Over(cut).Get(), &b), ZOERR_FILE_READ) << n;
+        ASSERT_EQ(a.numItems(), whole) << n << " bytes";
+        EXPECT_TRUE(std::equal(a.items().begin(), a.items().end(), m.items().begin())) << n;
+        EXPECT_EQ(a.items(), b.items());
+      } else {
+        a.initGeneric(Over(cut).Get());
+        EXPECT_EQ(InitMapFromGenericStream(Over(cut).Get(), &b), ZOERR_FILE_READ) << n;
+        ASSERT_EQ(a.numGenerics(kOther), whole) << n << " bytes";
+        EXPECT_TRUE(std::equal(a.generics().begin(), a.generics().end(), m.generics().equal_range(kOther).first))
+            << n;
+        EXPECT_EQ(a.generics(), b.generics());
+      }
+    }
+  }
+}
+
+// One field of a good summary stream changed; the second item is the target.
+enum class Damage { kStreamCbHeader, kStreamVersion, kItemCbHeader, kItemVersion, kItemHuge, kCountTooHigh,
+                    kRecordCb, kRecordTextPastEnd, kItemOfOtherKind };
+
+struct DamageCase {
+  Damage damage;
+  std::size_t itemsKept;  // of the four
+  bool framingIntact;     // the reading goes on past the damaged item
 };
 
-TEST(MetaMapTest, GenericStreamIsReadUntilItEndsEarly) {
-  ByteStream s;
-  ZOGENERICMETAHEADER head{28, ZOGENERICMETA_KIND, GUID_ZoSmfmfMeta, 2};
-  const auto* h = reinterpret_cast<const std::uint8_t*>(&head);
-  for (int i = 0; i < 2; ++i) {
-    s.bytes.insert(s.bytes.end(), h, h + sizeof head);
-    s.bytes.insert(s.bytes.end(), {0xAA, 0xBB});
+class MetaMapDamageTest : public ::testing::TestWithParam<DamageCase> {};
+
+TEST_P(MetaMapDamageTest, KeepsIntactItemsAndReportsDamage) {
+  const MetaMap m = RichMap();
+  ASSERT_EQ(m.numItems(), 4u);
+  std::vector<std::uint8_t> b = SummaryBytes(m);
+  const std::size_t item2 = ItemEnds(b)[0];
+  auto put = [&](std::size_t at, DWORD v) { std::memcpy(b.data() + at, &v, 4); };
+  switch (GetParam().damage) {
+    case Damage::kStreamCbHeader: put(0, 12); break;
+    case Damage::kStreamVersion: put(4, 1); break;
+    case Damage::kItemCbHeader: put(item2, 24); break;
+    case Damage::kItemVersion: put(item2 + 4, 101); break;
+    case Damage::kItemHuge: put(item2 + 24, 0xFFFFFFF0); break;
+    case Damage::kCountTooHigh: put(8, 0x7FFFFFFF); break;
+    case Damage::kRecordCb: put(item2 + 28, 28); break;
+    case Damage::kRecordTextPastEnd: put(item2 + 28 + 8, 0x10000); break;
+    case Damage::kItemOfOtherKind: std::memcpy(b.data() + item2 + 8, &kOther, 16); break;
   }
-  s.bytes.resize(s.bytes.size() - 1);  // the second record is cut short
+  MetaMap viaMap, viaFiller;
+  viaMap.init(Over(b).Get());
+  EXPECT_EQ(InitMapFromSummaryStream(Over(b).Get(), &viaFiller), ZOERR_FILE_READ);
+  EXPECT_EQ(viaMap.items(), viaFiller.items());
+  EXPECT_EQ(viaMap.numItems(), GetParam().itemsKept);
+  for (const auto& [tag, text] : viaMap.items()) EXPECT_EQ(text, m.getMetaItem(tag)) << "no item is invented";
+  if (GetParam().itemsKept < 4) {
+    EXPECT_FALSE(viaMap.hasMetaItem(std::next(m.items().begin())->first)) << "the damaged item is not taken";
+  }
+  if (GetParam().framingIntact) {
+    EXPECT_TRUE(viaMap.hasMetaItem(std::prev(m.items().end())->first)) << "the reading goes on";
+  }
+  EXPECT_TRUE(viaMap.generics().empty());
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    OneFieldChanged, MetaMapDamageTest,
+    ::testing::Values(DamageCase{Damage::kStreamCbHeader, 0, false}, DamageCase{Damage::kStreamVersion, 0, false},
+                      DamageCase{Damage::kItemCbHeader, 1, false}, DamageCase{Damage::kItemVersion, 1, false},
+                      DamageCase{Damage::kItemHuge, 1, false}, DamageCase{Damage::kCountTooHigh, 4, false},
+                      DamageCase{Damage::kRecordCb, 3, true}, DamageCase{Damage::kRecordTextPastEnd, 3, true},
+                      DamageCase{Damage::kItemOfOtherKind, 3, true}));
+
+// The forms the readers refuse to guess at: unframed records as an older
+// reader took them, and a generic stream given as a summary.
+TEST(MetaMapStreamTest, UnframedRecordsAndForeignStreamsGiveNoItems) {
+  std::vector<std::uint8_t> bare;
+  const ZOMETASUMMARYHEAD head{12, Tag("INAM"), 4};
+  const auto* h = reinterpret_cast<const std::uint8_t*>(&head);
+  bare.insert(bare.end(), h, h + sizeof head);
+  bare.insert(bare.end(), {'a', 0, 0, 0});
   MetaMap m;
-  m.initGeneric(&s);
-  EXPECT_EQ(m.numGenerics(GUID_ZoSmfmfMeta), 1u);
-  EXPECT_EQ(m.getGenericByteCount(GUID_ZoSmfmfMeta), 2u);
+  m.init(Over(bare).Get());
+  m.initGeneric(Over(bare).Get());
+  m.init(Over(GenericBytes(RichMap(), GUID_ZoMetaMarkers)).Get());
+  EXPECT_TRUE(m.empty());
 }
 
 TEST(PictureRecordTest, EmptyDescriptionTakesNoBytes) {
