@@ -99,50 +99,25 @@ inline void Sse2LoadS16(const BYTE* s, __m128i& i0, __m128i& i1) {
 // --- SSE2 kernels: Block<kUnit>(dst, src, gain) converts eight samples and
 // returns false, having stored nothing, when the plain rule must do them.
 
-struct Sse2F32ToS16 {
-  using D = T16;
-  using S = TF;
+// Float or double to 16- or packed 24-bit: scale by the word's full scale,
+// then the clipping, rounding conversion of the source width.
+template <typename SrcT, int kDstBits>
+struct Sse2FloatToInt {
+  using D = std::conditional_t<kDstBits == 16, T16, T24>;
+  using S = SrcT;
   template <bool U>
   static bool Block(BYTE* d, const BYTE* s, float g) {
     __m128i a, b;
-    if (!Sse2FromF32<U>(s, g, 32768.0f, a, b)) return false;
-    Sse2StoreS16(d, a, b);
+    bool ok;
+    if constexpr (S::kBytes == 4) ok = Sse2FromF32<U>(s, g, static_cast<float>(D::kScale), a, b);
+    else ok = Sse2FromF64<U>(s, g, D::kScale, a, b);
+    if (!ok) return false;
+    if constexpr (kDstBits == 16) Sse2StoreS16(d, a, b);
+    else Sse2StoreS24(d, a, b);
     return true;
   }
 };
-struct Sse2F64ToS16 {
-  using D = T16;
-  using S = TD;
-  template <bool U>
-  static bool Block(BYTE* d, const BYTE* s, float g) {
-    __m128i a, b;
-    if (!Sse2FromF64<U>(s, g, 32768.0, a, b)) return false;
-    Sse2StoreS16(d, a, b);
-    return true;
-  }
-};
-struct Sse2F32ToS24 {
-  using D = T24;
-  using S = TF;
-  template <bool U>
-  static bool Block(BYTE* d, const BYTE* s, float g) {
-    __m128i a, b;
-    if (!Sse2FromF32<U>(s, g, 8388608.0f, a, b)) return false;
-    Sse2StoreS24(d, a, b);
-    return true;
-  }
-};
-struct Sse2F64ToS24 {
-  using D = T24;
-  using S = TD;
-  template <bool U>
-  static bool Block(BYTE* d, const BYTE* s, float g) {
-    __m128i a, b;
-    if (!Sse2FromF64<U>(s, g, 8388608.0, a, b)) return false;
-    Sse2StoreS24(d, a, b);
-    return true;
-  }
-};
+
 template <typename SrcT>
 struct Sse2IntToF32 {
   using D = TF;
@@ -288,6 +263,23 @@ VANE_AVX2 inline __m256i Avx2LoadS16(const BYTE* s) {
   return _mm256_cvtepi16_epi32(_mm_loadu_si128(reinterpret_cast<const __m128i*>(s)));
 }
 
+// Sixteen single floats times the gain (unless unit) and the full scale.
+// False when any is NaN: the plain rule decides those.
+template <bool kUnit>
+VANE_AVX2 inline bool Avx2ScaledF32x16(const BYTE* s, float g, float scale, __m256& a, __m256& b) {
+  a = _mm256_loadu_ps(reinterpret_cast<const float*>(s));
+  b = _mm256_loadu_ps(reinterpret_cast<const float*>(s) + 8);
+  if constexpr (!kUnit) {
+    const __m256 gv = _mm256_set1_ps(g);
+    a = _mm256_mul_ps(a, gv);
+    b = _mm256_mul_ps(b, gv);
+  }
+  const __m256 f = _mm256_set1_ps(scale);
+  a = _mm256_mul_ps(a, f);
+  b = _mm256_mul_ps(b, f);
+  return !_mm256_movemask_ps(_mm256_or_ps(_mm256_cmp_ps(a, a, _CMP_UNORD_Q), _mm256_cmp_ps(b, b, _CMP_UNORD_Q)));
+}
+
 // Single float to 16-bit, sixteen samples a block. Only the top needs an
 // explicit clip: below -32768 the conversion gives a smaller integer or the
 // 0x80000000 of an overflow, and the saturating pack makes either -32768.
@@ -298,18 +290,9 @@ struct Avx2F32ToS16 {
   static constexpr long kBlockSize = 16;
   template <bool U>
   VANE_AVX2 static bool Block(BYTE* d, const BYTE* s, float g) {
-    __m256 a = _mm256_loadu_ps(reinterpret_cast<const float*>(s));
-    __m256 b = _mm256_loadu_ps(reinterpret_cast<const float*>(s) + 8);
-    if constexpr (!U) {
-      const __m256 gv = _mm256_set1_ps(g);
-      a = _mm256_mul_ps(a, gv);
-      b = _mm256_mul_ps(b, gv);
-    }
-    const __m256 f = _mm256_set1_ps(32768.0f), hi = _mm256_set1_ps(32767.0f);
-    a = _mm256_mul_ps(a, f);
-    b = _mm256_mul_ps(b, f);
-    if (_mm256_movemask_ps(_mm256_or_ps(_mm256_cmp_ps(a, a, _CMP_UNORD_Q), _mm256_cmp_ps(b, b, _CMP_UNORD_Q))))
-      return false;
+    __m256 a, b;
+    if (!Avx2ScaledF32x16<U>(s, g, 32768.0f, a, b)) return false;
+    const __m256 hi = _mm256_set1_ps(32767.0f);
     const __m256i ia = _mm256_cvtps_epi32(_mm256_min_ps(a, hi));
     const __m256i ib = _mm256_cvtps_epi32(_mm256_min_ps(b, hi));
     // The pack works within lanes; the permute puts the quarters in order.
@@ -329,18 +312,8 @@ struct Avx2F32ToS24 {
   static constexpr long kBlockSize = 16;
   template <bool U>
   VANE_AVX2 static bool Block(BYTE* d, const BYTE* s, float g) {
-    __m256 a = _mm256_loadu_ps(reinterpret_cast<const float*>(s));
-    __m256 b = _mm256_loadu_ps(reinterpret_cast<const float*>(s) + 8);
-    if constexpr (!U) {
-      const __m256 gv = _mm256_set1_ps(g);
-      a = _mm256_mul_ps(a, gv);
-      b = _mm256_mul_ps(b, gv);
-    }
-    const __m256 f = _mm256_set1_ps(8388608.0f);
-    a = _mm256_mul_ps(a, f);
-    b = _mm256_mul_ps(b, f);
-    if (_mm256_movemask_ps(_mm256_or_ps(_mm256_cmp_ps(a, a, _CMP_UNORD_Q), _mm256_cmp_ps(b, b, _CMP_UNORD_Q))))
-      return false;
+    __m256 a, b;
+    if (!Avx2ScaledF32x16<U>(s, g, 8388608.0f, a, b)) return false;
     const __m256 lo = _mm256_set1_ps(-8388608.0f), hi = _mm256_set1_ps(8388607.0f);
     const __m256i ia = _mm256_cvtps_epi32(_mm256_min_ps(_mm256_max_ps(a, lo), hi));
     const __m256i ib = _mm256_cvtps_epi32(_mm256_min_ps(_mm256_max_ps(b, lo), hi));
@@ -504,10 +477,10 @@ ZOAUDIO_COPYFUNC Sse2Routine(int di, int si) {
     ZOAUDIO_COPYFUNC fn;
   };
   static const Row kRows[] = {
-      {ZOSAMPLE_PCM16, ZOSAMPLE_FLOAT32, &Sse2Routine<Sse2F32ToS16>},
-      {ZOSAMPLE_PCM16, ZOSAMPLE_FLOAT64, &Sse2Routine<Sse2F64ToS16>},
-      {ZOSAMPLE_PCM24, ZOSAMPLE_FLOAT32, &Sse2Routine<Sse2F32ToS24>},
-      {ZOSAMPLE_PCM24, ZOSAMPLE_FLOAT64, &Sse2Routine<Sse2F64ToS24>},
+      {ZOSAMPLE_PCM16, ZOSAMPLE_FLOAT32, &Sse2Routine<Sse2FloatToInt<TF, 16>>},
+      {ZOSAMPLE_PCM16, ZOSAMPLE_FLOAT64, &Sse2Routine<Sse2FloatToInt<TD, 16>>},
+      {ZOSAMPLE_PCM24, ZOSAMPLE_FLOAT32, &Sse2Routine<Sse2FloatToInt<TF, 24>>},
+      {ZOSAMPLE_PCM24, ZOSAMPLE_FLOAT64, &Sse2Routine<Sse2FloatToInt<TD, 24>>},
       {ZOSAMPLE_FLOAT32, ZOSAMPLE_PCM16, &Sse2Routine<Sse2IntToF32<T16>>},
       {ZOSAMPLE_FLOAT32, ZOSAMPLE_PCM24, &Sse2Routine<Sse2IntToF32<T24>>},
       {ZOSAMPLE_FLOAT32, ZOSAMPLE_FLOAT64, &Sse2Routine<Sse2F64ToF32>},
