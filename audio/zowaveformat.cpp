@@ -57,15 +57,6 @@ void WriteExtensible(WAVEFORMATEXTENSIBLE* x, WORD tag, WORD channels, DWORD rat
   x->SubFormat = WaveSubFormat(tag);
 }
 
-// The wave header layer's PCM repair (ZoAudio_FixBadWfx), as the record
-// reader needs it: 20 bits are stored as 24, and the block align follows
-// the bits. Kept here so that the audio engine does not depend on the RIFF
-// library, which builds on it.
-void RepairPcm(tWAVEFORMATEX* wfx) {
-  if (wfx->wFormatTag != WAVE_FORMAT_PCM) return;
-  if (wfx->wBitsPerSample == 20) wfx->wBitsPerSample = 24;
-  wfx->nBlockAlign = static_cast<WORD>((wfx->wBitsPerSample >> 3) * wfx->nChannels);
-}
 
 }  // namespace
 
@@ -262,7 +253,7 @@ void _zowaveformat::Init(DWORD size, const tWAVEFORMATEX& wfx) {
 
   if (wfx.wFormatTag == WAVE_FORMAT_PCM) {
     tWAVEFORMATEX repaired = wfx;
-    RepairPcm(&repaired);
+    ZoAudio_FixBadWfx(&repaired);
     nBlockAlign = repaired.nBlockAlign;
   }
   const bool extensible = wfx.wFormatTag == WAVE_FORMAT_EXTENSIBLE;
@@ -548,4 +539,19 @@ void _zowaveformat_wfxplus::Init(const tWAVEFORMATEX& src, int dest) {
   scratch->Init(128, src);
   std::memset(bytes, 0, sizeof(bytes));
   ZoAudio_GeneralCopyWfx(&wfx, sizeof(bytes), scratch.get(), dest);
+}
+
+BOOL ZoAudio_FixBadWfx(WAVEFORMATEX* f) {
+  if (!f || f->wFormatTag != WAVE_FORMAT_PCM) return FALSE;
+  bool changed = false;
+  if (f->wBitsPerSample == 20) {
+    f->wBitsPerSample = 24;
+    changed = true;
+  }
+  const WORD align = WORD((f->wBitsPerSample >> 3) * f->nChannels);
+  if (f->nBlockAlign != align) {
+    f->nBlockAlign = align;
+    changed = true;
+  }
+  return changed;
 }

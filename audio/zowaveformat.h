@@ -144,6 +144,9 @@ struct VANE_EXPORT _zowaveformat_wfxplus {
 };
 
 VANE_EXPORT ZOSAMPLETYPE ZoAudio_GetSampleType(const tWAVEFORMATEX* wfx);
+// PCM repair of a read header: 20 bits become 24 and the block align follows
+// the bits. Other tags are left alone. True if anything changed.
+VANE_EXPORT BOOL ZoAudio_FixBadWfx(WAVEFORMATEX* format);
 VANE_EXPORT ZOSAMPLETYPE ZoAudio_GetSampleType(WORD tag, WORD bits);
 VANE_EXPORT WORD ZoAudio_FormatTagFromSampleType(ZOSAMPLETYPE type);
 VANE_EXPORT WORD ZoAudio_BitsFromSampleType(ZOSAMPLETYPE type);

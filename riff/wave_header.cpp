@@ -224,20 +224,6 @@ bool StartsRf64(HANDLE file) {
 
 }  // namespace
 
-BOOL ZoAudio_FixBadWfx(WAVEFORMATEX* f) {
-  if (!f || f->wFormatTag != WAVE_FORMAT_PCM) return FALSE;
-  bool changed = false;
-  if (f->wBitsPerSample == 20) {
-    f->wBitsPerSample = 24;
-    changed = true;
-  }
-  const WORD align = WORD((f->wBitsPerSample >> 3) * f->nChannels);
-  if (f->nBlockAlign != align) {
-    f->nBlockAlign = align;
-    changed = true;
-  }
-  return changed;
-}
 
 BOOL ZoFileIsWave(LPCWSTR name, BOOL allowCompressed) {
   OwnedFile f(OpenRead(name));

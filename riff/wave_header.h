@@ -8,6 +8,7 @@
 #pragma once
 
 #include "audio/mmreg.h"
+#include "audio/zowaveformat.h"  // ZoAudio_FixBadWfx, used with these helpers
 #include "platform/export.h"
 #include "platform/types.h"
 
@@ -40,8 +41,6 @@ VANE_EXPORT HRESULT ZoInsertW64Header(HANDLE file, const WAVEFORMATEX* format, U
 // the fields that read as nonsense; headerLimit bounds the search for data.
 VANE_EXPORT HRESULT ZoFixTrashedWav(HANDLE file, const WAVEFORMATEX* hints, DWORD headerLimit);
 VANE_EXPORT HRESULT ZoFixTrashedW64(HANDLE file, const WAVEFORMATEX* hints, ULONGLONG headerLimit);
-// Turns 20-bit PCM into 24 and recomputes PCM block align; true if changed.
-VANE_EXPORT BOOL ZoAudio_FixBadWfx(WAVEFORMATEX* format);
 
 namespace vane::riff {
 // The format acceptance rule of the writers: S_OK or 0x8004E000.
