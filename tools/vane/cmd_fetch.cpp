@@ -19,19 +19,18 @@ const Registrar kReg(kCommand);
 
 constexpr const char16_t* kAgent = u"vane";
 
-int Report(bool json, const std::string& url, const std::string& file, HRESULT result, DWORD detail,
-           const std::string& why, ULONGLONG size, DWORD httpStatus) {
+int Report(bool json, const std::string& url, const std::string& file, HRESULT result, const std::string& why,
+            ULONGLONG size, DWORD httpStatus) {
+  if (FAILED(result)) return Failure(result, url + (why.empty() ? "" : ": " + why));
   if (json) {
     Json j;
     j.BeginObject().Field("url", url).Field("file", file).Field("status", StatusHex(result));
     if (httpStatus) j.Field("http_status", httpStatus);
     j.Field("size", size);
-    if (FAILED(result)) j.Field("detail", detail).Field("error", why);
     j.EndObject();
     std::printf("%s\n", j.str().c_str());
-    return FAILED(result) ? kExitFailure : kExitOk;
+    return kExitOk;
   }
-  if (FAILED(result)) return Failure(result, url + (why.empty() ? "" : ": " + why));
   std::printf("%s -> %s (%llu bytes)\n", url.c_str(), file.c_str(), static_cast<unsigned long long>(size));
   return kExitOk;
 }
@@ -63,7 +62,7 @@ int Run(Args& args) {
     const HRESULT result = WaitForTransfer(ftp.p, "fetching", quiet, &detail, &why);
     ULONGLONG total = 0, done = 0;
     ftp.p->GetTransferStatus(&total, &done, nullptr);
-    return Report(json, url, *output, result, detail, why, done, 0);
+    return Report(json, url, *output, result, why, done, 0);
   }
   InetHold<CZoInetHttp> http;
   HRESULT hr = CZoInetHttp::CreateInstance(&http.p);
@@ -76,7 +75,7 @@ int Run(Args& args) {
   const HRESULT result = WaitForTransfer(http.p, "fetching", quiet, &detail, &why);
   ULONGLONG total = 0, done = 0;
   http.p->GetTransferStatus(&total, &done, nullptr);
-  return Report(json, url, *output, result, detail, why, done, response.GetStatusCode());
+  return Report(json, url, *output, result, why, done, response.GetStatusCode());
 }
 
 }  // namespace

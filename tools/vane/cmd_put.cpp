@@ -61,16 +61,15 @@ int Run(Args& args) {
     http.p->GetTransferStatus(nullptr, &sent, nullptr);
     httpStatus = response.GetStatusCode();
   }
+  if (FAILED(result)) return Failure(result, url + (why.empty() ? "" : ": " + why));
   if (json) {
     Json j;
     j.BeginObject().Field("file", file).Field("url", url).Field("status", StatusHex(result)).Field("size", sent);
     if (httpStatus) j.Field("http_status", httpStatus);
-    if (FAILED(result)) j.Field("detail", detail).Field("error", why);
     j.EndObject();
     std::printf("%s\n", j.str().c_str());
-    return FAILED(result) ? kExitFailure : kExitOk;
+    return kExitOk;
   }
-  if (FAILED(result)) return Failure(result, url + (why.empty() ? "" : ": " + why));
   std::printf("%s -> %s (%llu bytes)\n", file.c_str(), url.c_str(), static_cast<unsigned long long>(sent));
   return kExitOk;
 }

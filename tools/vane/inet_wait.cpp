@@ -1,8 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "tools/vane/inet_wait.h"
 
-#include <curl/curl.h>
-
+#include <cctype>
 #include <memory>
 
 #include "tools/vane/cli.h"
@@ -33,32 +32,43 @@ HRESULT WaitForTransfer(CZoInetBase* object, const std::string& label, bool quie
   return result;
 }
 
+namespace {
+
+std::string PercentDecode(const std::string& text) {
+  std::string out;
+  for (size_t i = 0; i < text.size(); ++i) {
+    if (text[i] == '%' && i + 2 < text.size() && std::isxdigit(static_cast<unsigned char>(text[i + 1])) &&
+        std::isxdigit(static_cast<unsigned char>(text[i + 2]))) {
+      out += static_cast<char>(std::stoi(text.substr(i + 1, 2), nullptr, 16));
+      i += 2;
+    } else {
+      out += text[i];
+    }
+  }
+  return out;
+}
+
+}  // namespace
+
 bool SplitFtpUrl(const std::string& url, std::string* host, std::string* user, std::string* password,
                  std::string* path) {
-  CURLU* parts = curl_url();
-  if (!parts) return false;
-  bool ok = curl_url_set(parts, CURLUPART_URL, url.c_str(), 0) == CURLUE_OK;
-  auto get = [&](CURLUPart part, std::string* out, bool decode) {
-    char* text = nullptr;
-    if (curl_url_get(parts, part, &text, decode ? CURLU_URLDECODE : 0) == CURLUE_OK && text) *out = text;
-    curl_free(text);
-  };
-  std::string scheme, name, port;
-  if (ok) {
-    get(CURLUPART_SCHEME, &scheme, false);
-    get(CURLUPART_HOST, &name, false);
-    get(CURLUPART_PORT, &port, false);
-    get(CURLUPART_USER, user, true);
-    get(CURLUPART_PASSWORD, password, true);
-    get(CURLUPART_PATH, path, true);
-    ok = scheme == "ftp" && !name.empty();
-  }
-  curl_url_cleanup(parts);
-  if (!ok) return false;
-  *host = port.empty() ? name : name + ":" + port;
+  const std::string scheme = "ftp://";
+  if (url.size() <= scheme.size() || url.compare(0, scheme.size(), scheme) != 0) return false;
+  const std::string rest = url.substr(scheme.size());
+  const size_t slash = rest.find('/');
+  std::string authority = rest.substr(0, slash);
   // The URL's path is relative to the login folder ("/%2F..." names the root).
-  if (!path->empty() && (*path)[0] == '/') path->erase(0, 1);
-  return true;
+  *path = slash == std::string::npos ? std::string() : PercentDecode(rest.substr(slash + 1));
+  const size_t at = authority.rfind('@');
+  if (at != std::string::npos) {
+    const std::string credentials = authority.substr(0, at);
+    const size_t colon = credentials.find(':');
+    *user = PercentDecode(credentials.substr(0, colon));
+    *password = colon == std::string::npos ? std::string() : PercentDecode(credentials.substr(colon + 1));
+    authority.erase(0, at + 1);
+  }
+  *host = authority;
+  return !host->empty();
 }
 
 }  // namespace vane::tool
