@@ -16,6 +16,8 @@ packages=(
   ffmpeg libswresample-dev sox mediainfo python3-mutagen libimage-exiftool-perl
   libsndfile1-dev libsamplerate0-dev libsoxr-dev libyuv-dev atomicparsley
   imagemagick libmagic-dev file
+  # local FTP server for the internet transfer tests
+  python3-pyftpdlib
 )
 
 missing=()
