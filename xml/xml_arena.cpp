@@ -37,10 +37,12 @@ WCHAR* Arena::Text(const char16_t* text, size_t length) {
   return out;
 }
 
-bool Arena::Append(tZOLIST*& list, void* item) {
+bool Arena::AppendAll(tZOLIST*& list, const std::vector<void*>& items) {
+  if (items.empty()) return true;
   if (!list) {
     tZOLIST* made = nullptr;
-    if (FAILED(ZoList_CreateExZ(&made, sizeof(void*), 4, 8, 0, 0, 0, 0))) return false;
+    const LONG count = static_cast<LONG>(items.size());
+    if (FAILED(ZoList_CreateExZ(&made, sizeof(void*), count, 8, 0, 0, 0, 0))) return false;
     try {
       m_lists.push_back(made);
     } catch (const std::bad_alloc&) {
@@ -49,7 +51,7 @@ bool Arena::Append(tZOLIST*& list, void* item) {
     }
     list = made;
   }
-  return SUCCEEDED(ZoList_InsertList(list, -1, &item, 1));
+  return SUCCEEDED(ZoList_InsertList(list, -1, items.data(), static_cast<LONG>(items.size())));
 }
 
 }  // namespace vane::xml

@@ -28,8 +28,9 @@ class Arena {
   }
   // A terminated copy of UTF-16 text.
   WCHAR* Text(const char16_t* text, size_t length);
-  // Appends a pointer to a list made on first use; false when memory runs out.
-  bool Append(tZOLIST*& list, void* item);
+  // Appends pointers to a list made on first use (none made for no items);
+  // false when memory runs out.
+  bool AppendAll(tZOLIST*& list, const std::vector<void*>& items);
 
  private:
   static constexpr size_t kBlock = 256 * 1024;

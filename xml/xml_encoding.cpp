@@ -1,41 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "xml/xml_encoding.h"
 
-#include <array>
-
 namespace vane::xml {
-
-namespace {
-
-constexpr std::array<signed char, 128> MakeAsciiTokens() {
-  std::array<signed char, 128> t{};
-  for (int c = 0; c < 128; ++c) {
-    int tok = kTokOther;
-    if (c < 0x20 || c == 0x7F) tok = kTokInvalid;
-    if ((c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == '_' || c == ':') tok = kTokNameStart;
-    if (c >= '0' && c <= '9') tok = kTokDigit;
-    t[static_cast<size_t>(c)] = static_cast<signed char>(tok);
-  }
-  t[' '] = t['\t'] = kTokSpace;
-  t['\r'] = kTokCR;
-  t['\n'] = kTokLF;
-  t['!'] = kTokBang;
-  t['-'] = kTokMinus;
-  t['.'] = kTokDot;
-  t['>'] = kTokGreater;
-  t['&'] = kTokAmp;
-  t['/'] = kTokSlash;
-  t[';'] = kTokSemicolon;
-  t['<'] = kTokLess;
-  t['?'] = kTokQuestion;
-  return t;
-}
-
-constexpr std::array<signed char, 128> kAsciiTokens = MakeAsciiTokens();
-
-}  // namespace
-
-int TokenOf(char32_t c) { return c < 128 ? static_cast<int>(kAsciiTokens[c]) : static_cast<int>(kTokNameStart); }
 
 ULONGLONG ZoXMLEncodingUtf8::Start() const {
   return (m_size >= 3 && m_data[0] == 0xEF && m_data[1] == 0xBB && m_data[2] == 0xBF) ? 3 : 0;

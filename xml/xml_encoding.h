@@ -5,6 +5,7 @@
 // UTF-8 otherwise; malformed sequences read as U+FFFD.
 #pragma once
 
+#include <array>
 #include <cstdint>
 
 #include "platform/types.h"
@@ -33,7 +34,33 @@ enum Token : int {
   kTokEnd = 29,
 };
 
-int TokenOf(char32_t c);
+constexpr std::array<signed char, 128> MakeAsciiTokens() {
+  std::array<signed char, 128> t{};
+  for (int c = 0; c < 128; ++c) {
+    int tok = kTokOther;
+    if (c < 0x20 || c == 0x7F) tok = kTokInvalid;
+    if ((c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == '_' || c == ':') tok = kTokNameStart;
+    if (c >= '0' && c <= '9') tok = kTokDigit;
+    t[static_cast<size_t>(c)] = static_cast<signed char>(tok);
+  }
+  t[' '] = t['\t'] = kTokSpace;
+  t['\r'] = kTokCR;
+  t['\n'] = kTokLF;
+  t['!'] = kTokBang;
+  t['-'] = kTokMinus;
+  t['.'] = kTokDot;
+  t['>'] = kTokGreater;
+  t['&'] = kTokAmp;
+  t['/'] = kTokSlash;
+  t[';'] = kTokSemicolon;
+  t['<'] = kTokLess;
+  t['?'] = kTokQuestion;
+  return t;
+}
+
+inline constexpr std::array<signed char, 128> kAsciiTokens = MakeAsciiTokens();
+
+inline int TokenOf(char32_t c) { return c < 128 ? static_cast<int>(kAsciiTokens[c]) : static_cast<int>(kTokNameStart); }
 
 inline bool IsSpaceToken(int t) { return t >= kTokSpace && t <= kTokLF; }
 inline bool IsNameToken(int t) { return t == kTokNameStart || t == kTokDigit || t == kTokMinus || t == kTokDot; }

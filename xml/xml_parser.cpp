@@ -37,14 +37,20 @@ class Parser {
       char32_t cp;
       const int tok = m_in.Next(pos, cp);
       if (tok == kTokEnd) break;
+      bool ok = true;
       if (StartsCharData(tok)) {
         pos = at;
-        if (!ParseCharData(pos)) return ZOXML_E_MALFORMED;
+        ok = ParseCharData(pos);
       } else if (tok == kTokLess) {
-        if (!ParseLT(pos)) return ZOXML_E_MALFORMED;
+        ok = ParseLT(pos);
+      }
+      if (!ok) {
+        CloseTo(0);  // keeps the tree as far as it was built
+        return ZOXML_E_MALFORMED;
       }
     }
-    return m_open.empty() ? S_OK : ZOXML_E_MALFORMED;
+    const bool closed = m_depth == 0;
+    return CloseTo(0) && closed ? S_OK : ZOXML_E_MALFORMED;
   }
 
  private:
@@ -100,10 +106,37 @@ class Parser {
     }
   }
 
-  tagZOXML_ELEMENT* Current() const { return m_open.empty() ? nullptr : m_open.back(); }
+  // An open element and its content so far; the content list is made in one
+  // step when the element closes.
+  struct Frame {
+    tagZOXML_ELEMENT* element = nullptr;
+    std::vector<void*> content;
+  };
+
+  tagZOXML_ELEMENT* Current() const { return m_depth ? m_frames[m_depth - 1].element : nullptr; }
+
+  void Open(tagZOXML_ELEMENT* element) {
+    if (m_depth == m_frames.size()) m_frames.emplace_back();
+    m_frames[m_depth].element = element;
+    m_frames[m_depth].content.clear();
+    ++m_depth;
+  }
+
+  // Closes the open elements down to `depth`, storing their content lists.
+  bool CloseTo(size_t depth) {
+    bool ok = true;
+    while (m_depth > depth) {
+      Frame& f = m_frames[--m_depth];
+      ok = m_arena.AppendAll(f.element->pContent, f.content) && ok;
+    }
+    return ok;
+  }
 
   bool AddContent(tagZOXML_CONTENT* content) {
-    if (tagZOXML_ELEMENT* parent = Current()) return m_arena.Append(parent->pContent, content);
+    if (m_depth) {
+      m_frames[m_depth - 1].content.push_back(content);
+      return true;
+    }
     // Text outside the root is dropped; the first top-level element is the root.
     if (content->type == ZOXML_CONTENT_ELEMENT && !*m_root) *m_root = content;
     return true;
@@ -202,18 +235,19 @@ class Parser {
     if (!element->pszName || !AddContent(content)) return false;
     bool empty = false;
     if (!ParseAttributes(pos, *element, false, &empty)) return false;
-    if (!empty) m_open.push_back(element);
+    if (!empty) Open(element);
     return true;
   }
 
   bool ParseAttributes(ULONGLONG& pos, tagZOXML_ELEMENT& element, bool declaration, bool* empty = nullptr) {
     std::u16string name;
+    m_attributes.clear();
     for (;;) {
       SkipSpace(pos);
-      if (declaration ? Accept(pos, "?>") : Accept(pos, ">")) return true;
+      if (declaration ? Accept(pos, "?>") : Accept(pos, ">")) return m_arena.AppendAll(element.pAttributes, m_attributes);
       if (!declaration && Accept(pos, "/>")) {
         if (empty) *empty = true;
-        return true;
+        return m_arena.AppendAll(element.pAttributes, m_attributes);
       }
       char32_t cp;
       const int tok = Peek(pos, &cp);
@@ -242,7 +276,8 @@ class Parser {
       if (!attribute) return false;
       attribute->pszName = m_arena.Text(name.data(), name.size());
       attribute->pszValue = m_arena.Text(m_text.data(), m_text.size());
-      if (!attribute->pszName || !attribute->pszValue || !m_arena.Append(element.pAttributes, attribute)) return false;
+      if (!attribute->pszName || !attribute->pszValue) return false;
+      m_attributes.push_back(attribute);
     }
   }
 
@@ -252,11 +287,8 @@ class Parser {
     std::u16string name;
     if (!ReadName(pos, name)) return SkipPast(pos, ">");
     if (!SkipPast(pos, ">")) return false;
-    for (size_t i = m_open.size(); i-- > 0;) {
-      if (name == m_open[i]->pszName) {
-        m_open.resize(i);
-        break;
-      }
+    for (size_t i = m_depth; i-- > 0;) {
+      if (name == m_frames[i].element->pszName) return CloseTo(i);
     }
     return true;
   }
@@ -265,7 +297,9 @@ class Parser {
   Arena& m_arena;
   bool& m_declarationPassed;
   tagZOXML_CONTENT** m_root = nullptr;
-  std::vector<tagZOXML_ELEMENT*> m_open;
+  std::vector<Frame> m_frames;  // frames keep their capacity for reuse
+  size_t m_depth = 0;
+  std::vector<void*> m_attributes;
   std::u16string m_text;
 };
 
