@@ -10,6 +10,7 @@
 #include "fileio/zofileio.h"
 #include "platform/wtext.h"
 #include "tools/vane/cli.h"
+#include "tools/vane/manager_hold.h"
 
 namespace vane::tool {
 namespace {
@@ -22,15 +23,6 @@ const Registrar kReg(kCommand);
 
 constexpr LONG kBlockFrames = 65536;
 
-struct ManagerHold {
-  IZoFileIOMgrForApp* m = nullptr;
-  ~ManagerHold() {
-    if (m) {
-      m->Shutdown();
-      m->Release();
-    }
-  }
-};
 
 int Run(Args& args) {
   const bool json = args.Flag("--json");

@@ -10,6 +10,8 @@
 #include "platform/guid.h"
 #include "platform/wtext.h"
 #include "tools/vane/cli.h"
+#include "tools/vane/manager_hold.h"
+#include "tools/vane/summary_tags.h"
 
 namespace vane::tool {
 namespace {
@@ -42,44 +44,6 @@ const char* StreamTypeName(ULONG type) {
     default: return "other";
   }
 }
-
-// The text items of the file's metadata, when its reader offers them, in the
-// order of the summary stream; a reader without metadata or a damaged stream
-// gives none.
-std::vector<std::pair<std::string, std::string>> ReadTags(IZoReadFile* reader) {
-  std::vector<std::pair<std::string, std::string>> tags;
-  ComPtr<IZoReadMeta> meta;
-  ComPtr<IStream> summary;
-  fileutil::MetaStreamContent content;
-  if (FAILED(reader->QueryInterface(IID_IZoReadMeta, meta.AsVoidOut())) || !meta ||
-      FAILED(meta->GetAllSummaryInfo(summary.ReleaseAndGetAddressOf())) || !summary ||
-      FAILED(fileutil::ReadMetaStream(summary.Get(), &content)))
-    return tags;
-  for (const fileutil::MetaItem& item : content.items) {
-    DWORD tag = 0;
-    std::u16string text;
-    if (FAILED(fileutil::ParseSummaryItem(item.data, &tag, &text))) continue;
-    std::string key(4, ' ');
-    for (int i = 0; i < 4; ++i) {
-      const char c = char((tag >> (8 * i)) & 0xFF);
-      key[size_t(i)] = c >= 0x20 && c < 0x7F ? c : '?';
-    }
-    tags.emplace_back(key, vane::platform::ToUtf8(text));
-  }
-  return tags;
-}
-
-// The manager for one command: shut down before it goes, which releases its
-// plug-in classes.
-struct ManagerHold {
-  IZoFileIOMgrForApp* m = nullptr;
-  ~ManagerHold() {
-    if (m) {
-      m->Shutdown();
-      m->Release();
-    }
-  }
-};
 
 int Run(Args& args) {
   const bool json = args.Flag("--json");
@@ -156,7 +120,7 @@ int Run(Args& args) {
       std::printf("  stream %d: %s\n", int(i), StreamTypeName(r.streamType));
     }
   }
-  const auto tags = ReadTags(reader.Get());
+  const auto tags = ReadSummaryTags(reader.Get());
   if (json) {
     out.EndArray().Key("tags").BeginObject();
     for (const auto& [key, text] : tags) out.Field(key, text);

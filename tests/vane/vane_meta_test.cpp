@@ -1,0 +1,54 @@
+// SPDX-License-Identifier: MIT
+// vane meta on a broadcast wave made by ffmpeg: one item list for info, bext
+// and ixml; edits land where ffprobe and exiftool find them, and the decoded
+// audio is the same before and after.
+#include <gtest/gtest.h>
+
+#include "tests/support/test_files.h"
+
+namespace {
+
+int Vane(const std::string& args, std::string* out = nullptr) {
+  return vane::test::RunCommand(std::string(VANE_TOOL_PATH) + " " + args + " 2>/dev/null", out);
+}
+
+std::string AudioHash(const std::string& file) {
+  std::string md5;
+  vane::test::RunCommand("ffmpeg -v error -i " + file + " -f md5 -", &md5);
+  return md5;
+}
+
+TEST(VaneMeta, ShowsAndEditsBextAndIxmlWithoutTouchingTheAudio) {
+  VANE_REQUIRE_TOOL("ffmpeg");
+  VANE_REQUIRE_TOOL("ffprobe");
+  vane::test::ScratchDir dir;
+  const std::string file = (dir / "take.wav").string();
+  ASSERT_EQ(vane::test::RunCommand("ffmpeg -v error -f lavfi -i sine=frequency=440:duration=0.5 -ar 48000 -write_bext 1"
+                                   " -metadata description=Before -metadata originator=Recorder -metadata title=Take"
+                                   " -y " + file + " </dev/null"),
+            0);
+  const std::string audio = AudioHash(file);
+  std::string json;
+  ASSERT_EQ(Vane("meta " + file + " --json", &json), 0);
+  EXPECT_NE(json.find(R"({"dialect":"info","key":"INAM","value":"Take"})"), std::string::npos) << json;
+  EXPECT_NE(json.find(R"({"dialect":"bext","key":"description","value":"Before"})"), std::string::npos) << json;
+  EXPECT_NE(json.find(R"("sample_rate":48000)"), std::string::npos) << json;
+
+  ASSERT_EQ(Vane("meta " + file + " --set bext.description=After --set ixml.SCENE=12A --set ixml.SPEED/TIMECODE_RATE=25/1"
+                 " --delete bext.originator --json", &json), 0);
+  EXPECT_NE(json.find(R"({"dialect":"ixml","key":"SCENE","value":"12A"})"), std::string::npos) << json;
+  EXPECT_EQ(json.find(R"("key":"originator")"), std::string::npos) << json;
+  std::string probe;
+  vane::test::RunCommand("ffprobe -v error -show_entries format_tags -of default=nw=1 " + file, &probe);
+  EXPECT_NE(probe.find("comment=After"), std::string::npos) << probe;
+  if (vane::test::HaveTool("exiftool")) {
+    std::string exif;
+    vane::test::RunCommand("exiftool -s -BwfxmlScene " + file, &exif);
+    EXPECT_NE(exif.find("12A"), std::string::npos) << exif;
+  }
+  EXPECT_EQ(AudioHash(file), audio);
+  EXPECT_EQ(Vane("meta " + file + " --set info.INAM=x"), 2);
+  EXPECT_EQ(Vane("meta " + (dir / "missing.wav").string()), 1);
+}
+
+}  // namespace

@@ -1,0 +1,183 @@
+// SPDX-License-Identifier: MIT
+// vane meta FILE [--json] [--set DIALECT.KEY=VALUE]... [--delete DIALECT.KEY]...
+// Every metadata item of a Wave or Wave64 file in one shape: a list of
+// {dialect, key, value}. Dialects: "info" (the summary items the reader
+// offers), "bext" (broadcast fields, named as ffmpeg's bext keys) and "ixml"
+// (node paths such as SCENE, SPEED/TIMECODE_RATE, TRACK_LIST/TRACK[2]/NAME;
+// elements the node table does not know come as unknown[N] with their XML).
+// bext and ixml items are edited in place by the chunks' update rule, which
+// never moves the audio.
+#include <cstdio>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "platform/file.h"
+#include "platform/wtext.h"
+#include "riff/bwf_riff.h"
+#include "tools/vane/cli.h"
+#include "tools/vane/manager_hold.h"
+#include "tools/vane/summary_tags.h"
+
+namespace vane::tool {
+namespace {
+
+int Run(Args& args);
+
+const Command kCommand{"meta", "meta FILE [--json] [--set DIALECT.KEY=VALUE]... [--delete DIALECT.KEY]...",
+                       "every metadata item of a Wave file (info, bext, ixml), and edits of bext and ixml", &Run};
+const Registrar kReg(kCommand);
+
+struct Item {
+  std::string dialect, key, value;
+};
+
+struct BextKey {
+  const char* key;
+  int field;
+};
+constexpr BextKey kBextKeys[] = {
+    {"description", ZOBWF_DESCRIPTION},   {"originator", ZOBWF_ORIGINATOR},
+    {"originator_reference", ZOBWF_ORIGINATOR_REFERENCE}, {"origination_date", ZOBWF_ORIGINATION_DATE},
+    {"origination_time", ZOBWF_ORIGINATION_TIME},         {"time_reference", ZOBWF_TIME_REFERENCE},
+    {"version", ZOBWF_VERSION},           {"umid", ZOBWF_UMID},
+    {"coding_history", ZOBWF_CODING_HISTORY},
+};
+
+std::string Utf8(const std::u16string& s) { return platform::ToUtf8(s); }
+
+// "GROUP/NAME" or "NAME" for a node row.
+std::string PathOf(const ZOIXML_NODE_INFO& row) {
+  return row.parent && std::strcmp(row.parent, "BWFXML") != 0 ? std::string(row.parent) + "/" + row.name : row.name;
+}
+
+std::vector<Item> BwfItems(const _tagZOBWF_Chunk& r) {
+  std::vector<Item> items;
+  if (r.flags & ZOBWF_FLAG_BEXT)
+    for (const BextKey& k : kBextKeys)
+      if (r.fields[k.field].present && !r.fields[k.field].text.empty() &&
+          !(k.field == ZOBWF_UMID && r.fields[k.field].text.find_first_not_of(u'0') == std::u16string::npos))
+        items.push_back({"bext", k.key, Utf8(r.fields[k.field].text)});
+  for (int v = ZOIXML_IXML_VERSION; v < ZOIXML_BEXT; ++v) {
+    const ZOIXML_NODE_INFO* row = GetIxmlInfoIndexForMetaIdxGlobal(&r, v);
+    if (row && row->level != -2 && r.fields[v].present && !r.fields[v].text.empty()) items.push_back({"ixml", PathOf(*row), Utf8(r.fields[v].text)});
+  }
+  if (r.fields[ZOIXML_TRACK_COUNT].present) items.push_back({"ixml", "TRACK_LIST/TRACK_COUNT", Utf8(r.fields[ZOIXML_TRACK_COUNT].text)});
+  const auto entries = [&](const std::vector<ZOBWF_LIST_ENTRY>& list, const char* prefix, int first, int last) {
+    for (size_t i = 0; i < list.size(); ++i)
+      for (int v = first; v <= last; ++v)
+        if (list[i].values[v - first].present)
+          items.push_back({"ixml", std::string(prefix) + "[" + std::to_string(i + 1) + "]/" +
+                                       GetIxmlInfoIndexForMetaIdxGlobal(&r, v)->name,
+                           Utf8(list[i].values[v - first].text)});
+  };
+  entries(r.tracks, "TRACK_LIST/TRACK", ZOIXML_CHANNEL_INDEX, ZOIXML_FUNCTION);
+  if (r.fields[ZOIXML_SYNC_POINT_COUNT].present)
+    items.push_back({"ixml", "SYNC_POINT_LIST/SYNC_POINT_COUNT", Utf8(r.fields[ZOIXML_SYNC_POINT_COUNT].text)});
+  entries(r.syncPoints, "SYNC_POINT_LIST/SYNC_POINT", ZOIXML_SYNC_POINT_TYPE, ZOIXML_SYNC_POINT_EVENT_DURATION);
+  for (size_t i = 0; i < r.unknown.size(); ++i) items.push_back({"ixml", "unknown[" + std::to_string(i + 1) + "]", r.unknown[i]});
+  return items;
+}
+
+// Applies one edit to the record; false when the key is not one this command edits.
+bool Apply(_tagZOBWF_Chunk& r, const std::string& dialect, const std::string& key, const std::string* value) {
+  ZOBWF_FIELD field{value ? TRUE : FALSE, value ? platform::FromUtf8(*value) : std::u16string()};
+  if (dialect == "bext") {
+    for (const BextKey& k : kBextKeys) {
+      if (key != k.key) continue;
+      r.fields[k.field] = field;
+      r.flags |= ZOBWF_FLAG_BEXT;
+      if (k.field == ZOBWF_TIME_REFERENCE) r.timeReference = value ? std::strtoull(value->c_str(), nullptr, 10) : 0;
+      if (k.field == ZOBWF_VERSION) r.version = static_cast<WORD>(value ? std::strtoul(value->c_str(), nullptr, 10) : 0);
+      if (k.field == ZOBWF_TIME_REFERENCE || k.field == ZOBWF_ORIGINATION_DATE || k.field == ZOBWF_ORIGINATION_TIME)
+        r.flags |= ZOBWF_FLAG_TIME;
+      return true;
+    }
+    return false;
+  }
+  if (dialect != "ixml") return false;
+  for (int v = ZOIXML_IXML_VERSION; v < ZOIXML_BEXT; ++v) {
+    const ZOIXML_NODE_INFO* row = GetIxmlInfoIndexForMetaIdxGlobal(&r, v);
+    if (row && row->level != -2 && PathOf(*row) == key) {
+      r.fields[v] = field;
+      return true;
+    }
+  }
+  return false;
+}
+
+int Run(Args& args) {
+  const bool json = args.Flag("--json");
+  std::vector<std::pair<std::string, std::optional<std::string>>> edits;
+  while (auto set = args.Option("--set")) {
+    const size_t eq = set->find('=');
+    if (eq == std::string::npos) return UsageError(kCommand, "--set takes DIALECT.KEY=VALUE");
+    edits.emplace_back(set->substr(0, eq), set->substr(eq + 1));
+  }
+  while (auto del = args.Option("--delete")) edits.emplace_back(*del, std::nullopt);
+  if (auto unknown = args.Unknown()) return UsageError(kCommand, "unknown option " + *unknown);
+  const std::vector<std::string> files = args.Positional();
+  if (files.size() != 1) return UsageError(kCommand, "one file is needed");
+  const std::string& file = files[0];
+  const std::u16string name = platform::FromUtf8(file);
+
+  HANDLE h = CreateFileW(name.c_str(), edits.empty() ? GENERIC_READ : (GENERIC_READ | GENERIC_WRITE), FILE_SHARE_READ,
+                         nullptr, OPEN_EXISTING, 0, nullptr);
+  if (h == INVALID_HANDLE_VALUE) return Failure(HRESULT_FROM_WIN32(GetLastError()), file);
+  BYTE head[4] = {};
+  DWORD got = 0;
+  ReadFile(h, head, 4, &got, nullptr);
+  const bool wave64 = got == 4 && std::memcmp(head, "riff", 4) == 0;
+  _tagZOBWF_Chunk record;
+  BOOL found = FALSE;
+  HRESULT hr = wave64 ? bwfriff64_LoadInfo(h, &record, &found) : bwfriff_LoadInfo(h, &record, &found);
+  if (FAILED(hr)) {
+    CloseHandle(h);
+    return Failure(hr, file);
+  }
+  if (!edits.empty()) {
+    for (const auto& [path, value] : edits) {
+      const size_t dot = path.find('.');
+      const std::string dialect = dot == std::string::npos ? std::string() : path.substr(0, dot);
+      if (dot == std::string::npos || !Apply(record, dialect, path.substr(dot + 1), value ? &*value : nullptr)) {
+        CloseHandle(h);
+        return UsageError(kCommand, "cannot edit " + path + " (bext.KEY or ixml.PATH; info items are read-only here)");
+      }
+    }
+    hr = bwfriff_SaveInfo(h, &record, wave64 ? TRUE : FALSE);
+    CloseHandle(h);
+    if (FAILED(hr)) return Failure(hr, file);
+    h = CreateFileW(name.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING, 0, nullptr);
+    record = _tagZOBWF_Chunk();
+    if (h == INVALID_HANDLE_VALUE) return Failure(HRESULT_FROM_WIN32(GetLastError()), file);
+    hr = wave64 ? bwfriff64_LoadInfo(h, &record, &found) : bwfriff_LoadInfo(h, &record, &found);
+  }
+  CloseHandle(h);
+  if (FAILED(hr)) return Failure(hr, file);
+
+  std::vector<Item> items;
+  ManagerHold manager;
+  ComPtr<IZoReadFile> reader;
+  if (SUCCEEDED(ZOFileIO_CreateInstance(&manager.m, 0)) &&
+      SUCCEEDED(manager.m->OpenReadFile(name.c_str(), reader.ReleaseAndGetAddressOf(), 0)))
+    for (auto& [key, text] : ReadSummaryTags(reader.Get())) items.push_back({"info", key, text});
+  for (Item& item : BwfItems(record)) items.push_back(std::move(item));
+
+  if (json) {
+    Json j;
+    j.BeginObject().Field("file", file).Field("format", wave64 ? "wave64" : "wave");
+    j.Field("sample_rate", std::uint64_t(record.sampleRate)).Field("channels", std::uint64_t(record.channels));
+    j.Key("items").BeginArray();
+    for (const Item& i : items) j.BeginObject().Field("dialect", i.dialect).Field("key", i.key).Field("value", i.value).EndObject();
+    j.EndArray().EndObject();
+    std::printf("%s\n", j.str().c_str());
+    return kExitOk;
+  }
+  std::printf("%s: %s, %u Hz, %u channels, %zu items\n", file.c_str(), wave64 ? "Wave64" : "Wave",
+              unsigned(record.sampleRate), unsigned(record.channels), items.size());
+  for (const Item& i : items) std::printf("  %-5s %-34s %s\n", i.dialect.c_str(), i.key.c_str(), i.value.c_str());
+  return kExitOk;
+}
+
+}  // namespace
+}  // namespace vane::tool
