@@ -1,10 +1,12 @@
 // SPDX-License-Identifier: MIT
 // vane meta FILE [--json] [--set DIALECT.KEY=VALUE]... [--delete DIALECT.KEY]...
 // Every metadata item of a Wave or Wave64 file in one shape: a list of
-// {dialect, key, value}. Dialects: "info" (the summary items the reader
+// {dialect, key, value}; markers and regions add position and length in
+// samples (length -1 for a marker). Dialects: "info" (the summary items the reader
 // offers), "bext" (broadcast fields, named as ffmpeg's bext keys) and "ixml"
 // (node paths such as SCENE, SPEED/TIMECODE_RATE, TRACK_LIST/TRACK[2]/NAME;
-// elements the node table does not know come as unknown[N] with their XML).
+// elements the node table does not know come as unknown[N] with their XML),
+// "marker" and "region" (key: the cue id, value: the label).
 // bext and ixml items are edited in place by the chunks' update rule, which
 // never moves the audio.
 #include <cstdio>
@@ -14,7 +16,9 @@
 
 #include "platform/file.h"
 #include "platform/wtext.h"
+#include "fileutil/meta_stream.h"
 #include "riff/bwf_riff.h"
+#include "riff/meta_cues.h"
 #include "tools/vane/cli.h"
 #include "tools/vane/manager_hold.h"
 #include "tools/vane/summary_tags.h"
@@ -28,9 +32,38 @@ const Command kCommand{"meta", "meta FILE [--json] [--set DIALECT.KEY=VALUE]... 
                        "every metadata item of a Wave file (info, bext, ixml), and edits of bext and ixml", &Run};
 const Registrar kReg(kCommand);
 
+std::string Utf8(const std::u16string& s) { return platform::ToUtf8(s); }
+
 struct Item {
   std::string dialect, key, value;
+  bool positioned = false;  // markers and regions carry a sample position and length
+  LONGLONG position = 0, length = -1;
 };
+
+// Markers and regions in sample form, by id, with their labels.
+std::vector<Item> MarkerItems(HANDLE file, bool wave64, DWORD rate) {
+  std::vector<Item> items;
+  tZOLIST* list = nullptr;
+  if (FAILED(ZoList_CreateExZ(&list, sizeof(void*), 8, 8, ZOLIST_OPT_HEAPITEMS, 0, 0, 0))) return items;
+  const HRESULT hr = wave64 ? ZoFMMeta64_fillCuesFromFile(file, rate, nullptr, list)
+                            : ZoFMMeta_fillCuesFromFileEx(file, rate, nullptr, list);
+  for (LONG i = 0; SUCCEEDED(hr) && i < list->nItems; ++i) {
+    const BYTE* item = static_cast<BYTE**>(list->pData)[i];
+    const SIZE_T size = ZoList_AllocSize(list, i);
+    if (size < sizeof(fileutil::ZOMETAITEMHEADER)) continue;
+    std::vector<std::uint8_t> data(item + sizeof(fileutil::ZOMETAITEMHEADER), item + size);
+    fileutil::ZOMETAMARKERSAMPLE record{};
+    std::u16string text;
+    if (FAILED(fileutil::ParseMarkerSample(data, &record, &text))) continue;
+    Item it{record.length >= 0 ? "region" : "marker", std::to_string(record.id), Utf8(text)};
+    it.positioned = true;
+    it.position = record.position;
+    it.length = record.length;
+    items.push_back(std::move(it));
+  }
+  ZoList_Destroy(list);
+  return items;
+}
 
 struct BextKey {
   const char* key;
@@ -43,8 +76,6 @@ constexpr BextKey kBextKeys[] = {
     {"version", ZOBWF_VERSION},           {"umid", ZOBWF_UMID},
     {"coding_history", ZOBWF_CODING_HISTORY},
 };
-
-std::string Utf8(const std::u16string& s) { return platform::ToUtf8(s); }
 
 // "GROUP/NAME" or "NAME" for a node row.
 std::string PathOf(const ZOIXML_NODE_INFO& row) {
@@ -152,6 +183,8 @@ int Run(Args& args) {
     if (h == INVALID_HANDLE_VALUE) return Failure(HRESULT_FROM_WIN32(GetLastError()), file);
     hr = wave64 ? bwfriff64_LoadInfo(h, &record, &found) : bwfriff_LoadInfo(h, &record, &found);
   }
+  std::vector<Item> markers;
+  if (SUCCEEDED(hr)) markers = MarkerItems(h, wave64, record.sampleRate);
   CloseHandle(h);
   if (FAILED(hr)) return Failure(hr, file);
 
@@ -162,20 +195,29 @@ int Run(Args& args) {
       SUCCEEDED(manager.m->OpenReadFile(name.c_str(), reader.ReleaseAndGetAddressOf(), 0)))
     for (auto& [key, text] : ReadSummaryTags(reader.Get())) items.push_back({"info", key, text});
   for (Item& item : BwfItems(record)) items.push_back(std::move(item));
+  for (Item& item : markers) items.push_back(std::move(item));
 
   if (json) {
     Json j;
     j.BeginObject().Field("file", file).Field("format", wave64 ? "wave64" : "wave");
     j.Field("sample_rate", std::uint64_t(record.sampleRate)).Field("channels", std::uint64_t(record.channels));
     j.Key("items").BeginArray();
-    for (const Item& i : items) j.BeginObject().Field("dialect", i.dialect).Field("key", i.key).Field("value", i.value).EndObject();
+    for (const Item& i : items) {
+      j.BeginObject().Field("dialect", i.dialect).Field("key", i.key).Field("value", i.value);
+      if (i.positioned) j.Field("position", std::int64_t(i.position)).Field("length", std::int64_t(i.length));
+      j.EndObject();
+    }
     j.EndArray().EndObject();
     std::printf("%s\n", j.str().c_str());
     return kExitOk;
   }
   std::printf("%s: %s, %u Hz, %u channels, %zu items\n", file.c_str(), wave64 ? "Wave64" : "Wave",
               unsigned(record.sampleRate), unsigned(record.channels), items.size());
-  for (const Item& i : items) std::printf("  %-5s %-34s %s\n", i.dialect.c_str(), i.key.c_str(), i.value.c_str());
+  for (const Item& i : items) {
+    std::string key = i.key;
+    if (i.positioned) key += " @" + std::to_string(i.position) + (i.length >= 0 ? "+" + std::to_string(i.length) : "");
+    std::printf("  %-6s %-34s %s\n", i.dialect.c_str(), key.c_str(), i.value.c_str());
+  }
   return kExitOk;
 }
 
