@@ -80,8 +80,12 @@ std::vector<std::uint8_t> TimeRecord(const Marker& m, DWORD rate) {
 HRESULT AddUnique(tZOLIST* list, const std::vector<BYTE>& item) {
   if (!list) return S_OK;
   for (LONG i = 0; i < list->nItems; ++i) {
+    // Compare by the framed size the item head states (allocations may be larger).
     const BYTE* have = static_cast<BYTE**>(list->pData)[i];
-    if (ZoList_AllocSize(list, i) == item.size() && std::memcmp(have, item.data(), item.size()) == 0) return S_OK;
+    ZOMETAITEMHEADER head{};
+    if (ZoList_AllocSize(list, i) < sizeof head) continue;
+    std::memcpy(&head, have, sizeof head);
+    if (sizeof head + head.cbData == item.size() && std::memcmp(have, item.data(), item.size()) == 0) return S_OK;
   }
   return ZoList_AllocAndInsertItem(list, item.data(), item.size(), -1, nullptr);
 }

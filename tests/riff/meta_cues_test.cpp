@@ -10,6 +10,7 @@
 
 #include "fileutil/meta_stream.h"
 #include "riff/meta_cues.h"
+#include "riff/meta_write.h"
 #include "riff/riff_types.h"
 #include "tests/riff/riff_test_util.h"
 
@@ -36,7 +37,9 @@ Read ReadCues(const fs::path& file, DWORD rate, bool wave64 = false) {
   const size_t head = sizeof(fileutil::ZOMETAITEMHEADER);
   for (LONG i = 0; i < sampleList->nItems; ++i) {
     const BYTE* p = static_cast<BYTE**>(sampleList->pData)[i];
-    std::vector<std::uint8_t> data(p + head, p + ZoList_AllocSize(sampleList, i));
+    fileutil::ZOMETAITEMHEADER h{};
+    std::memcpy(&h, p, sizeof h);
+    std::vector<std::uint8_t> data(p + head, p + head + h.cbData);
     fileutil::ZOMETAMARKERSAMPLE r{};
     std::u16string text;
     EXPECT_EQ(fileutil::ParseMarkerSample(data, &r, &text), S_OK);
@@ -168,6 +171,60 @@ TEST(MetaCues, Wave64MarkerChunkReadsEntries) {
   ASSERT_EQ(r.samples.size(), 1u);
   EXPECT_EQ(r.samples[0], std::make_tuple(DWORD{5}, LONGLONG{96000}, LONGLONG{48000}, std::string("Bar")));
   EXPECT_EQ(r.times[0].length, 10000000);
+}
+
+TEST(MetaCuesWrite, WrittenMarkersReadBackHereAndInLibsndfileWithTheAudioUntouched) {
+  ByteWriter none;
+  vane::test::ScratchDir dir;
+  const fs::path file = dir / "w.wav";
+  vane::test::WriteBytes(file, Wave(none.data()));
+  const auto before = vane::test::ReadBytes(file);
+  const std::vector<vane::riff::MarkerSample> markers = {
+      {1, 10, -1, u"Start"}, {2, 20, 0, u"Empty region"}, {3, 0x100000000LL, -1, u"Far"}, {4, 30, 50, u""}};
+  {
+    vane::test::Handle h(file, true);
+    ASSERT_EQ(vane::riff::WriteMarkerChunks(h.get(), markers), S_OK);
+  }
+  const Read r = ReadCues(file, 48000);
+  ASSERT_EQ(r.samples.size(), 4u) << "zo01 and cue merge to one entry each";
+  EXPECT_EQ(r.samples[2], std::make_tuple(DWORD{3}, LONGLONG{0x100000000}, LONGLONG{-1}, std::string("Far")));
+  EXPECT_EQ(r.samples[1], std::make_tuple(DWORD{2}, LONGLONG{20}, LONGLONG{0}, std::string("Empty region")));
+
+  SF_INFO info{};
+  SNDFILE* sf = sf_open(file.c_str(), SFM_READ, &info);
+  ASSERT_NE(sf, nullptr) << sf_strerror(nullptr);
+  SF_CUES cues{};
+  ASSERT_EQ(sf_command(sf, SFC_GET_CUE, &cues, sizeof cues), SF_TRUE);
+  sf_close(sf);
+  ASSERT_EQ(cues.cue_count, 3u) << "the marker past 32 bits stays out of cue";
+  EXPECT_EQ(cues.cue_points[2].indx, 4);
+  EXPECT_EQ(cues.cue_points[2].sample_offset, 30u);
+  EXPECT_EQ(info.frames, 100);
+
+  const auto after = vane::test::ReadBytes(file);
+  EXPECT_TRUE(std::equal(before.begin() + 36, before.begin() + 36 + 208, after.begin() + 36)) << "data chunk moved";
+  ASSERT_EQ(ZoFMMeta_LookForMarkers(vane::test::Wide(file).c_str()), S_OK);
+  ASSERT_EQ(ZoFMMeta_DeleteMetaChunksEx(vane::test::Wide(file).c_str(), ZOFIO_META_MARKERS, FALSE), S_OK);
+  EXPECT_EQ(vane::test::ReadBytes(file), before) << "deleting the kind restores the file";
+  EXPECT_EQ(ZoFMMeta_LookForMarkers(vane::test::Wide(file).c_str()), ZOERR_NOT_FOUND);
+  EXPECT_EQ(ZoFMMeta_DeleteMetaChunksEx(u"/no/such.wav", ZOFIO_META_MARKERS, FALSE), S_OK);
+}
+
+TEST(MetaCuesWrite, Wave64MarkersRoundTripAndSoxStillReadsTheFile) {
+  VANE_REQUIRE_TOOL("sox");
+  vane::test::ScratchDir dir;
+  const fs::path file = dir / "m.w64";
+  ASSERT_TRUE(vane::test::Make("sox -n -r 48000 -c 1 -b 16 " + file.string() + " synth 0.1 sine 440"));
+  {
+    vane::test::Handle h(file, true);
+    ASSERT_EQ(vane::riff::WriteMarkerChunks64(h.get(), {{1, 100, -1, u"a"}, {2, 200, 300, u"b"}}), S_OK);
+  }
+  EXPECT_EQ(vane::test::RunCommand("sox --i " + file.string()), 0);
+  const Read r = ReadCues(file, 48000, true);
+  ASSERT_EQ(r.samples.size(), 2u);
+  EXPECT_EQ(r.samples[1], std::make_tuple(DWORD{2}, LONGLONG{200}, LONGLONG{300}, std::string("b")));
+  ASSERT_EQ(ZoFMMeta_DeleteMetaChunksEx(vane::test::Wide(file).c_str(), ZOFIO_META_MARKERS, TRUE), S_OK);
+  EXPECT_TRUE(ReadCues(file, 48000, true).samples.empty());
 }
 
 }  // namespace

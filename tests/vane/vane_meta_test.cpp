@@ -47,6 +47,17 @@ TEST(VaneMeta, ShowsAndEditsBextAndIxmlWithoutTouchingTheAudio) {
     EXPECT_NE(exif.find("12A"), std::string::npos) << exif;
   }
   EXPECT_EQ(AudioHash(file), audio);
+
+  ASSERT_EQ(Vane("meta " + file + " --add-marker 4800:Slate --add-region 9600+2400:Take --json", &json), 0);
+  EXPECT_NE(json.find(R"({"dialect":"marker","key":"1","value":"Slate","position":4800,"length":-1})"), std::string::npos)
+      << json;
+  EXPECT_NE(json.find(R"({"dialect":"region","key":"2","value":"Take","position":9600,"length":2400})"), std::string::npos)
+      << json;
+  EXPECT_NE(json.find(R"({"dialect":"ixml","key":"SCENE","value":"12A"})"), std::string::npos) << "other items stay";
+  EXPECT_EQ(AudioHash(file), audio);
+  ASSERT_EQ(Vane("meta " + file + " --delete-markers --json", &json), 0);
+  EXPECT_EQ(json.find(R"("dialect":"marker")"), std::string::npos) << json;
+  EXPECT_EQ(Vane("meta " + file + " --add-region 10"), 2) << "a region needs a length";
   EXPECT_EQ(Vane("meta " + file + " --set info.INAM=x"), 2);
   EXPECT_EQ(Vane("meta " + (dir / "missing.wav").string()), 1);
 }

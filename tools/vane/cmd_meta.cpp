@@ -7,8 +7,10 @@
 // (node paths such as SCENE, SPEED/TIMECODE_RATE, TRACK_LIST/TRACK[2]/NAME;
 // elements the node table does not know come as unknown[N] with their XML),
 // "marker" and "region" (key: the cue id, value: the label).
-// bext and ixml items are edited in place by the chunks' update rule, which
-// never moves the audio.
+// bext and ixml items are edited in place by the chunks' update rule;
+// markers are deleted and written again behind the audio. Neither moves the
+// samples.
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
 #include <string>
@@ -19,6 +21,7 @@
 #include "fileutil/meta_stream.h"
 #include "riff/bwf_riff.h"
 #include "riff/meta_cues.h"
+#include "riff/meta_write.h"
 #include "tools/vane/cli.h"
 #include "tools/vane/manager_hold.h"
 #include "tools/vane/summary_tags.h"
@@ -28,8 +31,11 @@ namespace {
 
 int Run(Args& args);
 
-const Command kCommand{"meta", "meta FILE [--json] [--set DIALECT.KEY=VALUE]... [--delete DIALECT.KEY]...",
-                       "every metadata item of a Wave file (info, bext, ixml), and edits of bext and ixml", &Run};
+const Command kCommand{"meta",
+                       "meta FILE [--json] [--set DIALECT.KEY=VALUE]... [--delete DIALECT.KEY]... "
+                       "[--add-marker POS[:LABEL]]... [--add-region POS+LEN[:LABEL]]... [--delete-markers]",
+                       "every metadata item of a Wave file (info, bext, ixml, markers); edits bext, ixml and markers",
+                       &Run};
 const Registrar kReg(kCommand);
 
 std::string Utf8(const std::u16string& s) { return platform::ToUtf8(s); }
@@ -40,29 +46,58 @@ struct Item {
   LONGLONG position = 0, length = -1;
 };
 
-// Markers and regions in sample form, by id, with their labels.
-std::vector<Item> MarkerItems(HANDLE file, bool wave64, DWORD rate) {
-  std::vector<Item> items;
+// Markers and regions in sample form, in file order, with their labels.
+std::vector<riff::MarkerSample> ReadMarkers(HANDLE file, bool wave64, DWORD rate) {
+  std::vector<riff::MarkerSample> markers;
   tZOLIST* list = nullptr;
-  if (FAILED(ZoList_CreateExZ(&list, sizeof(void*), 8, 8, ZOLIST_OPT_HEAPITEMS, 0, 0, 0))) return items;
+  if (FAILED(ZoList_CreateExZ(&list, sizeof(void*), 8, 8, ZOLIST_OPT_HEAPITEMS, 0, 0, 0))) return markers;
   const HRESULT hr = wave64 ? ZoFMMeta64_fillCuesFromFile(file, rate, nullptr, list)
                             : ZoFMMeta_fillCuesFromFileEx(file, rate, nullptr, list);
   for (LONG i = 0; SUCCEEDED(hr) && i < list->nItems; ++i) {
     const BYTE* item = static_cast<BYTE**>(list->pData)[i];
-    const SIZE_T size = ZoList_AllocSize(list, i);
-    if (size < sizeof(fileutil::ZOMETAITEMHEADER)) continue;
-    std::vector<std::uint8_t> data(item + sizeof(fileutil::ZOMETAITEMHEADER), item + size);
+    fileutil::ZOMETAITEMHEADER head{};
+    if (ZoList_AllocSize(list, i) < sizeof head) continue;
+    std::memcpy(&head, item, sizeof head);
+    if (ZoList_AllocSize(list, i) < sizeof head + head.cbData) continue;
+    std::vector<std::uint8_t> data(item + sizeof head, item + sizeof head + head.cbData);
     fileutil::ZOMETAMARKERSAMPLE record{};
     std::u16string text;
     if (FAILED(fileutil::ParseMarkerSample(data, &record, &text))) continue;
-    Item it{record.length >= 0 ? "region" : "marker", std::to_string(record.id), Utf8(text)};
-    it.positioned = true;
-    it.position = record.position;
-    it.length = record.length;
-    items.push_back(std::move(it));
+    markers.push_back({record.id, record.position, record.length, std::move(text)});
   }
   ZoList_Destroy(list);
+  return markers;
+}
+
+std::vector<Item> MarkerItems(const std::vector<riff::MarkerSample>& markers) {
+  std::vector<Item> items;
+  for (const riff::MarkerSample& m : markers) {
+    Item it{m.length >= 0 ? "region" : "marker", std::to_string(m.id), Utf8(m.text)};
+    it.positioned = true;
+    it.position = m.position;
+    it.length = m.length;
+    items.push_back(std::move(it));
+  }
   return items;
+}
+
+// "POS[:LABEL]" for a marker, "POS+LEN[:LABEL]" for a region, in samples.
+bool ParseMarker(const std::string& text, bool region, riff::MarkerSample* m) {
+  const size_t colon = text.find(':');
+  const std::string where = text.substr(0, colon);
+  char* end = nullptr;
+  m->position = std::strtoll(where.c_str(), &end, 10);
+  if (end == where.c_str() || m->position < 0) return false;
+  m->length = -1;
+  if (region) {
+    if (*end != '+') return false;
+    const char* len = end + 1;
+    m->length = std::strtoll(len, &end, 10);
+    if (end == len || m->length < 0) return false;
+  }
+  if (*end) return false;
+  m->text = colon == std::string::npos ? std::u16string() : platform::FromUtf8(text.substr(colon + 1));
+  return true;
 }
 
 struct BextKey {
@@ -146,13 +181,24 @@ int Run(Args& args) {
     edits.emplace_back(set->substr(0, eq), set->substr(eq + 1));
   }
   while (auto del = args.Option("--delete")) edits.emplace_back(*del, std::nullopt);
+  std::vector<riff::MarkerSample> added;
+  for (const bool region : {false, true}) {
+    while (auto spec = args.Option(region ? "--add-region" : "--add-marker")) {
+      riff::MarkerSample m;
+      if (!ParseMarker(*spec, region, &m))
+        return UsageError(kCommand, region ? "--add-region takes POS+LEN[:LABEL]" : "--add-marker takes POS[:LABEL]");
+      added.push_back(std::move(m));
+    }
+  }
+  const bool clearMarkers = args.Flag("--delete-markers");
+  const bool markerEdit = clearMarkers || !added.empty();
   if (auto unknown = args.Unknown()) return UsageError(kCommand, "unknown option " + *unknown);
   const std::vector<std::string> files = args.Positional();
   if (files.size() != 1) return UsageError(kCommand, "one file is needed");
   const std::string& file = files[0];
   const std::u16string name = platform::FromUtf8(file);
 
-  HANDLE h = CreateFileW(name.c_str(), edits.empty() ? GENERIC_READ : (GENERIC_READ | GENERIC_WRITE), FILE_SHARE_READ,
+  HANDLE h = CreateFileW(name.c_str(), edits.empty() && !markerEdit ? GENERIC_READ : (GENERIC_READ | GENERIC_WRITE), FILE_SHARE_READ,
                          nullptr, OPEN_EXISTING, 0, nullptr);
   if (h == INVALID_HANDLE_VALUE) return Failure(HRESULT_FROM_WIN32(GetLastError()), file);
   BYTE head[4] = {};
@@ -183,10 +229,29 @@ int Run(Args& args) {
     if (h == INVALID_HANDLE_VALUE) return Failure(HRESULT_FROM_WIN32(GetLastError()), file);
     hr = wave64 ? bwfriff64_LoadInfo(h, &record, &found) : bwfriff_LoadInfo(h, &record, &found);
   }
-  std::vector<Item> markers;
-  if (SUCCEEDED(hr)) markers = MarkerItems(h, wave64, record.sampleRate);
+  std::vector<riff::MarkerSample> markers;
+  if (SUCCEEDED(hr)) markers = ReadMarkers(h, wave64, record.sampleRate);
   CloseHandle(h);
   if (FAILED(hr)) return Failure(hr, file);
+  if (markerEdit) {
+    // Delete-then-append: the marker chunks go behind the audio at the RIFF end.
+    if (clearMarkers) markers.clear();
+    DWORD next = 1;
+    for (const riff::MarkerSample& m : markers) next = std::max(next, m.id + 1);
+    for (riff::MarkerSample& m : added) {
+      m.id = next++;
+      markers.push_back(std::move(m));
+    }
+    hr = ZoFMMeta_DeleteMetaChunksEx(name.c_str(), ZOFIO_META_MARKERS, wave64 ? TRUE : FALSE);
+    if (SUCCEEDED(hr)) {
+      h = CreateFileW(name.c_str(), GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ, nullptr, OPEN_EXISTING, 0, nullptr);
+      if (h == INVALID_HANDLE_VALUE) return Failure(HRESULT_FROM_WIN32(GetLastError()), file);
+      hr = wave64 ? riff::WriteMarkerChunks64(h, markers) : riff::WriteMarkerChunks(h, markers);
+      if (SUCCEEDED(hr)) markers = ReadMarkers(h, wave64, record.sampleRate);
+      CloseHandle(h);
+    }
+    if (FAILED(hr)) return Failure(hr, file);
+  }
 
   std::vector<Item> items;
   ManagerHold manager;
@@ -195,7 +260,7 @@ int Run(Args& args) {
       SUCCEEDED(manager.m->OpenReadFile(name.c_str(), reader.ReleaseAndGetAddressOf(), 0)))
     for (auto& [key, text] : ReadSummaryTags(reader.Get())) items.push_back({"info", key, text});
   for (Item& item : BwfItems(record)) items.push_back(std::move(item));
-  for (Item& item : markers) items.push_back(std::move(item));
+  for (Item& item : MarkerItems(markers)) items.push_back(std::move(item));
 
   if (json) {
     Json j;
