@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
-// The marker reader over a Wave file whose chunks after "WAVE" are the
-// fuzzer's bytes (cue, LIST adtl, zo01 with any sizes and counts).
+// The metadata chunk readers over a Wave file whose chunks after "WAVE" are
+// the fuzzer's bytes (cue, LIST adtl, zo01, LIST INFO with any sizes and
+// counts), and the Wave64 summary body over the bytes themselves.
 #include <unistd.h>
 
 #include <cstdio>
@@ -10,6 +11,7 @@
 #include "platform/file.h"
 #include "platform/wtext.h"
 #include "riff/meta_cues.h"
+#include "riff/summary.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   static const std::string path = "/tmp/fuzz_meta_cues_" + std::to_string(getpid()) + ".wav";
@@ -29,6 +31,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   ZoList_CreateExZ(&times, sizeof(void*), 4, 8, ZOLIST_OPT_HEAPITEMS, 0, 0, 0);
   ZoList_CreateExZ(&samples, sizeof(void*), 4, 8, ZOLIST_OPT_HEAPITEMS, 0, 0, 0);
   ZoFMMeta_fillCuesFromFileEx(h, 44100, times, samples);
+  ZoFMMeta_fillSummaryFromFileEx(h, times, samples);
+  ZOSUMMARY summary{};
+  ZoSummary_LoadW64(data, size, &summary);
+  ZoSummary_Free(&summary);
   ZoList_Destroy(times);
   ZoList_Destroy(samples);
   CloseHandle(h);

@@ -58,7 +58,14 @@ TEST(VaneMeta, ShowsAndEditsBextAndIxmlWithoutTouchingTheAudio) {
   ASSERT_EQ(Vane("meta " + file + " --delete-markers --json", &json), 0);
   EXPECT_EQ(json.find(R"("dialect":"marker")"), std::string::npos) << json;
   EXPECT_EQ(Vane("meta " + file + " --add-region 10"), 2) << "a region needs a length";
-  EXPECT_EQ(Vane("meta " + file + " --set info.INAM=x"), 2);
+  ASSERT_EQ(Vane("meta " + file + " --set info.INAM=Renamed --set info.IART=Band --delete info.ISFT --json", &json), 0);
+  EXPECT_NE(json.find(R"({"dialect":"info","key":"INAM","value":"Renamed"})"), std::string::npos) << json;
+  EXPECT_EQ(json.find(R"("key":"ISFT")"), std::string::npos) << json;
+  vane::test::RunCommand("ffprobe -v error -show_entries format_tags -of default=nw=1 " + file, &probe);
+  EXPECT_NE(probe.find("title=Renamed"), std::string::npos) << probe;
+  EXPECT_NE(probe.find("artist=Band"), std::string::npos) << probe;
+  EXPECT_EQ(AudioHash(file), audio);
+  EXPECT_EQ(Vane("meta " + file + " --set info.TOOLONG=x"), 2);
   EXPECT_EQ(Vane("meta " + (dir / "missing.wav").string()), 1);
 }
 

@@ -7,7 +7,8 @@
 // (node paths such as SCENE, SPEED/TIMECODE_RATE, TRACK_LIST/TRACK[2]/NAME;
 // elements the node table does not know come as unknown[N] with their XML),
 // "marker" and "region" (key: the cue id, value: the label).
-// bext and ixml items are edited in place by the chunks' update rule;
+// info items are deleted and written again as one "LIST" "INFO" behind the
+// audio; bext and ixml items are edited in place by the chunks' update rule;
 // markers are deleted and written again behind the audio. Neither moves the
 // samples.
 #include <algorithm>
@@ -22,6 +23,8 @@
 #include "riff/bwf_riff.h"
 #include "riff/meta_cues.h"
 #include "riff/meta_write.h"
+#include "riff/riff_api.h"
+#include "riff/summary.h"
 #include "tools/vane/cli.h"
 #include "tools/vane/manager_hold.h"
 #include "tools/vane/summary_tags.h"
@@ -172,6 +175,56 @@ bool Apply(_tagZOBWF_Chunk& r, const std::string& dialect, const std::string& ke
   return false;
 }
 
+// The file's summary items (INFO, or the Wave64 summary chunk).
+HRESULT LoadSummary(HANDLE file, bool wave64, ZOSUMMARY* summary) {
+  if (wave64) {
+    ULONGLONG size = 0;
+    if (FAILED(riff64_FindChunkHeaderInRIFF(file, &kW64_info, &size, nullptr))) return S_OK;
+    std::vector<BYTE> body(static_cast<size_t>(std::min<ULONGLONG>(size, 1u << 20)));
+    DWORD got = 0;
+    if (!ReadFile(file, body.data(), static_cast<DWORD>(body.size()), &got, nullptr)) return ZOERR_FILE_READ;
+    return ZoSummary_LoadW64(body.data(), got, summary);
+  }
+  DWORD size = 0;
+  if (FAILED(riff_FindListChunkFromStart(file, ZoFourCC("INFO"), &size))) return S_OK;
+  return ZoSummary_Load(file, summary, &size);
+}
+
+// Delete-then-append of the summary kind: the list goes behind the audio.
+HRESULT SaveSummary(const std::u16string& name, bool wave64, const ZOSUMMARY& summary) {
+  VANE_RETURN_IF_FAILED(ZoFMMeta_DeleteMetaChunksEx(name.c_str(), ZOFIO_META_SUMMARY, wave64 ? TRUE : FALSE));
+  if (summary.count == 0) return S_OK;
+  HANDLE h = CreateFileW(name.c_str(), GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ, nullptr, OPEN_EXISTING, 0, nullptr);
+  if (h == INVALID_HANDLE_VALUE) return HRESULT_FROM_WIN32(GetLastError());
+  HRESULT hr;
+  if (wave64) {
+    ULONGLONG size = 0;
+    hr = ZoSummary_SaveW64(&summary, nullptr, &size);
+    std::vector<BYTE> body(static_cast<size_t>(size));
+    if (SUCCEEDED(hr)) hr = ZoSummary_SaveW64(&summary, body.data(), &size);
+    if (SUCCEEDED(hr)) hr = riff::AppendChunk64(h, kW64_info, body.data(), static_cast<DWORD>(size));
+  } else {
+    DWORD riffSize = 0, form = 0, bytes = 0;
+    hr = riff_ReadFileID(h, &riffSize, &form);
+    LARGE_INTEGER end{};
+    end.QuadPart = LONGLONG(riffSize) + 12;
+    if (SUCCEEDED(hr) && !SetFilePointerEx(h, end, nullptr, FILE_BEGIN)) hr = ZOERR_FILE_WRITE;
+    if (SUCCEEDED(hr)) hr = ZoSummary_Save(h, &summary, &bytes);
+    if (SUCCEEDED(hr)) hr = riff_UpdateRIFFSize(h, bytes);
+  }
+  CloseHandle(h);
+  return hr;
+}
+
+// "INAM" from "info.INAM": four characters, padded with spaces.
+bool InfoTag(const std::string& key, DWORD* tag) {
+  if (key.empty() || key.size() > 4) return false;
+  std::string k = key;
+  k.resize(4, ' ');
+  *tag = DWORD(BYTE(k[0])) | DWORD(BYTE(k[1])) << 8 | DWORD(BYTE(k[2])) << 16 | DWORD(BYTE(k[3])) << 24;
+  return true;
+}
+
 int Run(Args& args) {
   const bool json = args.Flag("--json");
   std::vector<std::pair<std::string, std::optional<std::string>>> edits;
@@ -212,17 +265,36 @@ int Run(Args& args) {
     CloseHandle(h);
     return Failure(hr, file);
   }
+  bool infoEdit = false, bwfEdit = false;
+  ZOSUMMARY summary{};
   if (!edits.empty()) {
+    hr = LoadSummary(h, wave64, &summary);
     for (const auto& [path, value] : edits) {
       const size_t dot = path.find('.');
       const std::string dialect = dot == std::string::npos ? std::string() : path.substr(0, dot);
-      if (dot == std::string::npos || !Apply(record, dialect, path.substr(dot + 1), value ? &*value : nullptr)) {
+      const std::string key = dot == std::string::npos ? std::string() : path.substr(dot + 1);
+      DWORD tag = 0;
+      bool ok;
+      if (dialect == "info") {
+        ok = InfoTag(key, &tag) &&
+             SUCCEEDED(ZoSummary_SetItem(&summary, tag, value ? platform::FromUtf8(*value).c_str() : nullptr));
+        infoEdit = true;
+      } else {
+        ok = Apply(record, dialect, key, value ? &*value : nullptr);
+        bwfEdit = true;
+      }
+      if (!ok) {
         CloseHandle(h);
-        return UsageError(kCommand, "cannot edit " + path + " (bext.KEY or ixml.PATH; info items are read-only here)");
+        ZoSummary_Free(&summary);
+        return UsageError(kCommand, "cannot edit " + path + " (info.TAG, bext.KEY or ixml.PATH)");
       }
     }
-    hr = bwfriff_SaveInfo(h, &record, wave64 ? TRUE : FALSE);
+  }
+  if (!edits.empty()) {
+    if (bwfEdit && SUCCEEDED(hr)) hr = bwfriff_SaveInfo(h, &record, wave64 ? TRUE : FALSE);
     CloseHandle(h);
+    if (infoEdit && SUCCEEDED(hr)) hr = SaveSummary(name, wave64, summary);
+    ZoSummary_Free(&summary);
     if (FAILED(hr)) return Failure(hr, file);
     h = CreateFileW(name.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING, 0, nullptr);
     record = _tagZOBWF_Chunk();
