@@ -1,14 +1,20 @@
 // SPDX-License-Identifier: MIT
 #include "plugins/wave/wave_meta.h"
 
+#include <algorithm>
+#include <cstring>
 #include <new>
 #include <string>
+#include <vector>
 
 #include "ffbase/base_read_meta.h"
 #include "fileutil/metamap.h"
 #include "platform/file.h"
+#include "fileutil/meta_stream.h"
+#include "riff/meta_cues.h"
 #include "riff/riff_api.h"
 #include "riff/riff_types.h"
+#include "riff/summary.h"
 
 namespace vane::wave {
 namespace {
@@ -48,14 +54,32 @@ class WaveMetaDecoder final : public ffbase::IMetaDecoder {
   HRESULT InitMetaMap(fileutil::MetaMap* map) override {
     if (!map) return E_POINTER;
     if (m_file == INVALID_HANDLE_VALUE) return E_UNEXPECTED;
-    if (m_container != Container::Wave) return S_OK;
     ReadRate();
+    if (m_container == Container::Wave) {
+      AddSummary(map);
+    } else {
+      AddSummary64(map);
+    }
+    AddMarkers(map);
+    return S_OK;
+  }
+
+ private:
+  // The INFO items through the summary record; a list the record refuses
+  // (damage) is walked item by item, keeping what comes before the damage.
+  void AddSummary(fileutil::MetaMap* map) {
     DWORD size = 0;
-    const HRESULT hr = riff_FindListChunkFromStart(m_file, kFourCC_INFO, &size);
-    if (FAILED(hr)) return S_OK;  // no INFO list: no text items
-    // Each item is a chunk whose id is its tag; the walk stops at the end
-    // of the list or at the first damaged item, keeping what came before.
+    if (FAILED(riff_FindListChunkFromStart(m_file, kFourCC_INFO, &size))) return;  // no INFO list
+    ZOSUMMARY summary{};
     DWORD remaining = size;
+    if (SUCCEEDED(ZoSummary_Load(m_file, &summary, &remaining))) {
+      for (DWORD i = 0; i < summary.count; ++i)
+        if (summary.items[i].text) map->add(summary.items[i].tag, std::u16string(summary.items[i].text));
+      ZoSummary_Free(&summary);
+      return;
+    }
+    if (FAILED(riff_FindListChunkFromStart(m_file, kFourCC_INFO, &size))) return;
+    remaining = size;
     std::u16string text(kMaxItemChars + 1, u'\0');
     for (int i = 0; i < kMaxItems && remaining >= 8; ++i) {
       DWORD tag = 0, bytes = 0;
@@ -68,10 +92,40 @@ class WaveMetaDecoder final : public ffbase::IMetaDecoder {
       remaining -= padded;
       map->add(tag, std::u16string(text.c_str()));
     }
-    return S_OK;
   }
 
- private:
+  void AddSummary64(fileutil::MetaMap* map) {
+    ULONGLONG size = 0;
+    if (FAILED(riff64_FindChunkHeaderInRIFF(m_file, &kW64_info, &size, nullptr))) return;
+    std::vector<BYTE> body(static_cast<size_t>(std::min<ULONGLONG>(size, 1u << 20)));
+    DWORD got = 0;
+    if (!ReadFile(m_file, body.data(), DWORD(body.size()), &got, nullptr)) return;
+    ZOSUMMARY summary{};
+    if (SUCCEEDED(ZoSummary_LoadW64(body.data(), got, &summary))) {
+      for (DWORD i = 0; i < summary.count; ++i)
+        if (summary.items[i].text) map->add(summary.items[i].tag, std::u16string(summary.items[i].text));
+    }
+    ZoSummary_Free(&summary);
+  }
+
+  // Markers and regions in sample form become the map's marker generics, the
+  // form GetMarkers converts to time with the file's rate.
+  void AddMarkers(fileutil::MetaMap* map) {
+    tZOLIST* list = nullptr;
+    if (FAILED(ZoList_CreateExZ(&list, sizeof(void*), 8, 8, ZOLIST_OPT_HEAPITEMS, 0, 0, 0))) return;
+    const HRESULT hr = m_container == Container::Wave ? ZoFMMeta_fillCuesFromFileEx(m_file, m_rate, nullptr, list)
+                                                      : ZoFMMeta64_fillCuesFromFile(m_file, m_rate, nullptr, list);
+    for (LONG i = 0; SUCCEEDED(hr) && i < list->nItems; ++i) {
+      const BYTE* item = static_cast<BYTE**>(list->pData)[i];
+      fileutil::ZOMETAITEMHEADER head{};
+      if (ZoList_AllocSize(list, i) < sizeof head) continue;
+      std::memcpy(&head, item, sizeof head);
+      if (ZoList_AllocSize(list, i) < sizeof head + head.cbData) continue;
+      map->addGeneric(fileutil::GUID_ZoMetaMarkers, std::vector<std::uint8_t>(item + sizeof head, item + sizeof head + head.cbData));
+    }
+    ZoList_Destroy(list);
+  }
+
   // The rate of the "fmt " chunk, for markers; 0 when there is none.
   void ReadRate() {
     m_rate = 0;

@@ -115,7 +115,7 @@ TEST_F(WaveMetaTest, OddSizesAndSixInterfacesOfAHandMadeFile) {
   ASSERT_EQ(OpenMeta(file, &meta), S_OK);
   EXPECT_EQ(Text(meta.Get(), Tag("INAM")), u"ab");
   EXPECT_EQ(Text(meta.Get(), Tag("IART")), u"Five5");
-  EXPECT_EQ(Text(meta.Get(), Tag("ICMT")), u"\u00e9t") << "ANSI text; the last byte is taken as terminator";
+  EXPECT_EQ(Text(meta.Get(), Tag("ICMT")), u"\u00e9t\u00e9") << "ANSI text; a body without terminator is read whole";
 
   ComPtr<IStream> markers;
   ASSERT_EQ(meta->GetMarkers(markers.ReleaseAndGetAddressOf()), S_OK);
@@ -127,6 +127,39 @@ TEST_F(WaveMetaTest, OddSizesAndSixInterfacesOfAHandMadeFile) {
   ASSERT_EQ(generic->ResetGenericEnum(), S_OK);
   ComPtr<IStream> none;
   EXPECT_EQ(generic->GetNextGenericInfo(none.ReleaseAndGetAddressOf()), S_FALSE);
+}
+
+TEST_F(WaveMetaTest, MarkersAndUtf8TitlesComeThroughTheManager) {
+  ByteWriter w;
+  w.fourcc("RIFF").u32le(0).fourcc("WAVE");
+  w.fourcc("fmt ").u32le(16).u16le(1).u16le(1).u32le(8000).u32le(16000).u16le(2).u16le(16);
+  w.fourcc("data").u32le(16000).zeros(16000);
+  w.fourcc("cue ").u32le(4 + 48).u32le(2);
+  for (std::uint32_t id : {1u, 2u}) w.u32le(id).u32le(id * 800).fourcc("data").u32le(0).u32le(0).u32le(id * 800);
+  w.fourcc("LIST").u32le(4 + 28 + 14).fourcc("adtl");
+  w.fourcc("ltxt").u32le(20).u32le(2).u32le(4000).fourcc("rgn ").zeros(8);
+  w.fourcc("labl").u32le(6).u32le(1).bytes("Go", 2);
+  w.fourcc("LIST").u32le(4 + 8 + 6).fourcc("INFO").fourcc("INAM").u32le(6).bytes("Caf\xC3\xA9", 6);
+  w.patch32le(4, std::uint32_t(w.size() - 8));
+  const auto file = m_dir / "marked.wav";
+  Write(file, w.data());
+  ComPtr<IZoReadMeta> meta;
+  ASSERT_EQ(OpenMeta(file, &meta), S_OK);
+  EXPECT_EQ(Text(meta.Get(), Tag("INAM")), u"Caf\u00e9") << "UTF-8 text as most tools write it";
+  ComPtr<IStream> markers;
+  ASSERT_EQ(meta->GetMarkers(markers.ReleaseAndGetAddressOf()), S_OK);
+  fileutil::MetaStreamContent c;
+  ASSERT_EQ(fileutil::ReadMetaStream(markers.Get(), &c), S_OK);
+  ASSERT_EQ(c.count, 2u);
+  fileutil::ZOMETAMARKERTIME first{}, second{};
+  std::u16string text;
+  ASSERT_EQ(fileutil::ParseMarkerTime(c.items[0].data, &first, &text), S_OK);
+  EXPECT_EQ(text, u"Go");
+  EXPECT_EQ(first.start, 1000000) << "800 samples at 8 kHz in 100 ns units";
+  EXPECT_EQ(first.region, 0u);
+  ASSERT_EQ(fileutil::ParseMarkerTime(c.items[1].data, &second, &text), S_OK);
+  EXPECT_EQ(second.region, 1u);
+  EXPECT_EQ(second.length, 5000000) << "a region of 4000 samples";
 }
 
 TEST_F(WaveMetaTest, VaneInfoShowsTheTags) {
