@@ -5,7 +5,8 @@ add_library(vane_warnings INTERFACE)
 target_compile_options(vane_warnings INTERFACE -Wall -Wextra)
 
 add_library(vane_headers INTERFACE)
-target_include_directories(vane_headers INTERFACE ${PROJECT_SOURCE_DIR})
+target_include_directories(vane_headers INTERFACE $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}>
+                                                 $<INSTALL_INTERFACE:include/vane>)
 target_link_libraries(vane_headers INTERFACE Threads::Threads)
 
 if(VANE_SANITIZE)
@@ -40,3 +41,7 @@ function(vane_gtest name)
                         vane_warnings)
   gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60 PROPERTIES ENVIRONMENT "VANE_BUILD_DIR=${CMAKE_BINARY_DIR}")
 endfunction()
+
+# Folders whose headers (outside detail/) are the public interface: installed
+# under include/vane and compiled alone by tests/headers.
+set(VANE_PUBLIC_HEADER_DIRS platform kernel fileio ffbase fileutil riff audio xml shared/internet video)

@@ -15,7 +15,9 @@ class ByteReader {
  public:
   ByteReader() = default;
   ByteReader(const std::uint8_t* data, std::size_t size) : m_data(data), m_size(size) {}
+#if __cplusplus >= 202002L
   explicit ByteReader(std::span<const std::uint8_t> bytes) : m_data(bytes.data()), m_size(bytes.size()) {}
+#endif
 
   std::size_t left() const { return m_size - m_pos; }
   std::size_t pos() const { return m_pos; }

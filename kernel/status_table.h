@@ -25,6 +25,8 @@ struct StatusRow {
 
 // The rows in search order, for the error handler that walks them after its
 // added tables. Some codes appear twice; only the first row of a code counts.
+#if __cplusplus >= 202002L
 std::span<const StatusRow> BuiltInStatusRows();
+#endif
 
 }  // namespace vane::kernel

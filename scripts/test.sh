@@ -11,6 +11,9 @@ cmake -S . -B build -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DCMAKE_CXX_COMPI
 cmake --build build -j "$jobs"
 ctest --test-dir build --output-on-failure -j "$jobs" --timeout 600
 
+echo "== installed SDK (examples built out of tree, Debian package)"
+bash scripts/sdk-check.sh build
+
 echo "== sanitizer and fuzz build (clang, address+undefined, libFuzzer targets)"
 # One clang build serves both: the tests run under the sanitizers, and the
 # same objects (with coverage instrumentation) link the fuzz targets.
