@@ -1,7 +1,10 @@
 // SPDX-License-Identifier: MIT
 #include "plugins/wave/wave_layout.h"
 
+#include <algorithm>
 #include <cstring>
+#include <utility>
+#include <vector>
 
 namespace vane::wave {
 namespace {
@@ -57,22 +60,66 @@ HRESULT CheckFormat(WaveLayout* out) {
   return S_OK;
 }
 
+// The 64-bit sizes of an RF64 or BW64 file: its "ds64" chunk, first behind
+// the form type, with the data size and a table of other large chunks.
+struct Ds64 {
+  bool present = false;
+  ULONGLONG dataSize = 0;
+  std::vector<std::pair<DWORD, ULONGLONG>> table;  // chunk id, size
+};
+
+constexpr DWORD kMaxDs64Table = 1024;
+
+HRESULT ReadDs64(const ReadAt& read, ULONGLONG fileSize, Ds64* ds64) {
+  BYTE head[8];
+  if (fileSize < 20 || !ReadExactly(read, 12, head, 8) || std::memcmp(head, "ds64", 4) != 0) return ZOERR_FILE_CORRUPT;
+  const ULONGLONG size = Le32(head + 4);
+  if (size < 28 || 20 + size > fileSize) return ZOERR_FILE_CORRUPT;
+  BYTE body[28];
+  if (!ReadExactly(read, 20, body, 28)) return ZOERR_FILE_CORRUPT;
+  ds64->present = true;
+  ds64->dataSize = Le64(body + 8);
+  const DWORD entries = Le32(body + 24);
+  // The table is read as far as the chunk holds it.
+  for (DWORD i = 0; i < entries && i < kMaxDs64Table && 28 + 12 * ULONGLONG(i + 1) <= size; ++i) {
+    BYTE e[12];
+    if (!ReadExactly(read, 20 + 28 + 12 * ULONGLONG(i), e, 12)) break;
+    ds64->table.emplace_back(Le32(e), Le64(e + 4));
+  }
+  return S_OK;
+}
+
+// The size of a chunk: its 32-bit field, or for 0xFFFFFFFF in an RF64 file
+// the size ds64 gives it.
+ULONGLONG ChunkSize(const Ds64& ds64, const BYTE* head) {
+  const ULONGLONG size = Le32(head + 4);
+  if (!ds64.present || size != 0xFFFFFFFFull) return size;
+  if (std::memcmp(head, "data", 4) == 0) return ds64.dataSize;
+  for (const auto& [id, big] : ds64.table)
+    if (id == Le32(head)) return big;
+  return size;
+}
+
 HRESULT ParseRiff(const ReadAt& read, ULONGLONG fileSize, WaveLayout* out) {
   bool haveFormat = false, haveData = false;
+  Ds64 ds64;
+  if (out->rf64) VANE_RETURN_IF_FAILED(ReadDs64(read, fileSize, &ds64));
   ULONGLONG pos = 12;
   for (int n = 0; n < kMaxChunks && pos + 8 <= fileSize; ++n) {
     BYTE head[8];
     if (!ReadExactly(read, pos, head, 8)) break;
-    const ULONGLONG size = Le32(head + 4);
+    const ULONGLONG size = ChunkSize(ds64, head);
     const ULONGLONG body = pos + 8;
     if (std::memcmp(head, "fmt ", 4) == 0 && !haveFormat) {
       if (body + size > fileSize) return ZOERR_FILE_CORRUPT;
       VANE_RETURN_IF_FAILED(TakeFormat(read, body, size, out));
       haveFormat = true;
     } else if (std::memcmp(head, "data", 4) == 0 && !haveData) {
-      if (body + size > fileSize) return ZOERR_FILE_CORRUPT;
+      // An RF64 recording cut short (or a ds64 that claims too much) is
+      // read as far as the file goes.
+      if (body + size > fileSize && !out->rf64) return ZOERR_FILE_CORRUPT;
       out->dataOffset = body;
-      out->dataBytes = size;
+      out->dataBytes = std::min(size, fileSize - body);
       haveData = true;
     }
     if (haveFormat && haveData) return S_OK;
@@ -132,8 +179,10 @@ HRESULT ParseWaveLayout(const ReadAt& read, ULONGLONG fileSize, WaveLayout* out)
   const ULONGLONG got = fileSize < sizeof form ? fileSize : sizeof form;
   if (got < 12 || !ReadExactly(read, 0, form, got)) return ZOERR_NO_RIFF;
   HRESULT hr = ZOERR_NO_RIFF;
-  if (std::memcmp(form, "RIFF", 4) == 0 && std::memcmp(form + 8, "WAVE", 4) == 0) {
+  const bool rf64 = std::memcmp(form, "RF64", 4) == 0 || std::memcmp(form, "BW64", 4) == 0;
+  if ((std::memcmp(form, "RIFF", 4) == 0 || rf64) && std::memcmp(form + 8, "WAVE", 4) == 0) {
     out->container = Container::Wave;
+    out->rf64 = rf64;
     hr = ParseRiff(read, fileSize, out);
   } else if (got >= 40 && std::memcmp(form, kW64Riff, 16) == 0 && std::memcmp(form + 24, kW64Wave, 16) == 0) {
     out->container = Container::Wave64;

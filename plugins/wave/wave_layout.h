@@ -17,6 +17,7 @@ enum class Container { Wave, Wave64 };
 
 struct WaveLayout {
   Container container = Container::Wave;
+  bool rf64 = false;  // an RF64 or BW64 form: 64-bit sizes in its ds64 chunk
   // The format chunk as stored (up to the extensible size).
   WAVEFORMATEXTENSIBLE wfx{};
   ZOSAMPLETYPE sampleType = ZOSAMPLE_NONE;
@@ -29,7 +30,9 @@ struct WaveLayout {
 // Reads up to `bytes` at `offset`; returns the count read (short at the end).
 using ReadAt = std::function<ULONGLONG(ULONGLONG offset, void* buffer, ULONGLONG bytes)>;
 
-// Statuses: 0x8004E080 no RIFF/Wave64 form, 0x8004E025 no format or data
+// RF64 and BW64 files read as Wave, with the sizes of their "ds64" chunk; a
+// data chunk longer than the file is read as far as the file goes.
+// Statuses: 0x8004E080 no RIFF/RF64/Wave64 form, 0x8004E025 no format or data
 // chunk, or a chunk past the end of the file, 0x8004E00B a format chunk that
 // can't be read, 0x8004E000 a sample type the plug-in doesn't decode,
 // 0x8004E02B no channels, 0x8004E02A a bit depth that doesn't fit.

@@ -27,7 +27,7 @@ const WCHAR kWave64Name[] = u"Wave64 (Vane)";
 
 const ffbase::StringKeyValue kWaveStrings[] = {
     {ffbase::kStringName, reinterpret_cast<LONG_PTR>(kWaveName)},
-    {ffbase::kStringExtensions, reinterpret_cast<LONG_PTR>(u"*.wav;*.bwf")},
+    {ffbase::kStringExtensions, reinterpret_cast<LONG_PTR>(u"*.wav;*.bwf;*.rf64")},
     {ffbase::kStringDefaultExt, reinterpret_cast<LONG_PTR>(u"*.wav")},
     {ffbase::kStringFilterName, reinterpret_cast<LONG_PTR>(kWaveName)},
     {ffbase::kStringAbout, reinterpret_cast<LONG_PTR>(u"Reads Wave files: PCM 8 to 32 bits and float.")},
@@ -206,6 +206,10 @@ class WaveClass final : public ffbase::BaseReadFileClass {
   // The kernel's quick identification names the container from the head.
   HRESULT IsType(HANDLE, const BYTE* head, DWORD headBytes, LPCWSTR) override {
     if (!head || headBytes == 0) return S_FALSE;
+    // RF64 and BW64 are not in the quick identification; the Wave class knows them.
+    if (m_container == Container::Wave && headBytes >= 12 &&
+        (std::memcmp(head, "RF64", 4) == 0 || std::memcmp(head, "BW64", 4) == 0) && std::memcmp(head + 8, "WAVE", 4) == 0)
+      return S_OK;
     DWORD type = ZOFILEID_UNKNOWN;
     if (!ZoIsQuicklyIdentifiableMediaFileFormat(head, headBytes, ZOFILEID_IGNORE_EXTENSION, &type)) return S_FALSE;
     if (m_container == Container::Wave64) return type == ZOFILEID_WAVE64 ? S_OK : S_FALSE;

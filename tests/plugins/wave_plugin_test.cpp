@@ -62,11 +62,14 @@ class FfmpegInterop : public WavePluginTest, public ::testing::WithParamInterfac
 TEST_P(FfmpegInterop, DecodeEqualsFfmpegRawDecode) {
   VANE_REQUIRE_TOOL("ffmpeg");
   const auto& [ext, codec, raw, channels] = GetParam();
-  const auto source = m_dir / ("in." + ext);
+  // "rf64": a Wave file in the RF64 form, 64-bit sizes in its ds64 chunk.
+  const bool rf64 = ext == "rf64";
+  const auto source = m_dir / ("in." + std::string(rf64 ? "wav" : ext));
   // A sweep with noise reaches every bit of every sample width.
   const std::string make = "ffmpeg -nostdin -loglevel error -f lavfi -i 'aevalsrc=0.9*sin(40*t*t)+0.05*random(0)|"
                            "0.7*sin(3000*t)|0.5*random(1)-0.25:s=22050:d=0.7' -ac " +
-                           std::to_string(channels) + " -c:a " + codec + " -y " + ShellQuote(source.string());
+                           std::to_string(channels) + " -c:a " + codec + (rf64 ? " -rf64 always" : "") + " -y " +
+                           ShellQuote(source.string());
   ASSERT_EQ(RunCommand(make), 0) << make;
   const auto ours = m_dir / "ours.raw", theirs = m_dir / "theirs.raw";
   ASSERT_EQ(RunCommand(Vane() + " decode " + ShellQuote(source.string()) + " -o " + ShellQuote(ours.string())), 0);
@@ -79,7 +82,7 @@ TEST_P(FfmpegInterop, DecodeEqualsFfmpegRawDecode) {
   EXPECT_TRUE(a == b) << "samples differ";
   GUID reader = GUID_NULL;
   ASSERT_EQ(Open(source, &reader), S_OK);
-  EXPECT_EQ(reader, ext == "wav" ? GUID_VaneWaveReader : GUID_VaneWave64Reader);
+  EXPECT_EQ(reader, ext == "w64" ? GUID_VaneWave64Reader : GUID_VaneWaveReader);
 }
 
 std::vector<Case> FfmpegCases() {
@@ -87,7 +90,7 @@ std::vector<Case> FfmpegCases() {
                                                         {"pcm_s24le", "s24le"}, {"pcm_s32le", "s32le"},
                                                         {"pcm_f32le", "f32le"}, {"pcm_f64le", "f64le"}};
   std::vector<Case> cases;
-  for (const char* ext : {"wav", "w64"})
+  for (const char* ext : {"wav", "w64", "rf64"})
     for (const auto& [codec, raw] : codecs)
       for (int channels : {1, 3}) cases.emplace_back(ext, codec, raw, channels);
   return cases;
@@ -161,6 +164,27 @@ struct BadCase {
   std::vector<std::uint8_t> bytes;
   HRESULT status;
 };
+
+// An RF64 recording whose data runs past the end (a crash, or a ds64 that
+// claims too much) reads as far as the file goes; one without ds64 is refused.
+TEST_F(WavePluginTest, Rf64SizesAreReadAsFarAsTheFileGoes) {
+  ByteWriter w;
+  w.fourcc("RF64").u32le(0xFFFFFFFF).fourcc("WAVE");
+  w.fourcc("ds64").u32le(28).u64le(1000000).u64le(1u << 30).u64le(1u << 28).u32le(0);
+  w.fourcc("fmt ").u32le(16).u16le(1).u16le(2).u32le(8000).u32le(32000).u16le(4).u16le(16);
+  w.fourcc("data").u32le(0xFFFFFFFF);
+  for (int i = 0; i < 400; ++i) w.u8(std::uint8_t(i));
+  const auto file = m_dir / "cut.wav";
+  vane::test::WriteBytes(file, w.data());
+  ASSERT_EQ(Open(file), S_OK);
+  std::string json;
+  ASSERT_EQ(RunCommand(Vane() + " info --json " + ShellQuote(file.string()), &json), 0);
+  EXPECT_NE(json.find("\"sample_count\":100"), std::string::npos) << "400 bytes of 4-byte frames: " << json;
+  auto noDs64 = w.data();
+  std::memcpy(noDs64.data() + 12, "junk", 4);
+  vane::test::WriteBytes(m_dir / "nods64.wav", noDs64);
+  EXPECT_EQ(Open(m_dir / "nods64.wav"), ZOERR_FILE_CORRUPT);
+}
 
 TEST_F(WavePluginTest, BrokenFilesFailToOpenWithTheirStatus) {
   std::vector<std::uint8_t> cut = WaveBytes(1, 2, 400);

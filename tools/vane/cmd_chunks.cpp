@@ -4,6 +4,7 @@
 // a hostile file ends the listing instead of the program.
 #include <cstdio>
 #include <cstring>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -53,6 +54,29 @@ class Walker {
  public:
   explicit Walker(HANDLE file) : m_file(file) {}
 
+  // An RF64 or BW64 form: the 64-bit sizes of its "ds64" chunk stand in for
+  // 32-bit fields of 0xFFFFFFFF (the form, "data", and the table's chunks).
+  void ReadDs64() {
+    DWORD id = 0, size = 0;
+    BYTE body[28];
+    if (!Seek(12) || FAILED(riff_ReadChunkHeader(m_file, &id, &size)) || id != ZoFourCC("ds64") || size < 28 ||
+        !ReadFileExact(body, 28))
+      return;
+    auto le64 = [](const BYTE* p) {
+      ULONGLONG v = 0;
+      for (int i = 7; i >= 0; --i) v = v << 8 | p[i];
+      return v;
+    };
+    m_big[ZoFourCC("RF64")] = m_big[ZoFourCC("BW64")] = le64(body);
+    m_big[kFourCC_data] = le64(body + 8);
+    const DWORD entries = DWORD(body[24]) | DWORD(body[25]) << 8 | DWORD(body[26]) << 16 | DWORD(body[27]) << 24;
+    for (DWORD i = 0; i < entries && i < 1024 && 28 + 12ull * (i + 1) <= size; ++i) {
+      BYTE e[12];
+      if (!ReadFileExact(e, 12)) break;
+      m_big[DWORD(e[0]) | DWORD(e[1]) << 8 | DWORD(e[2]) << 16 | DWORD(e[3]) << 24] = le64(e + 4);
+    }
+  }
+
   bool Seek(std::int64_t at) {
     LARGE_INTEGER d;
     d.QuadPart = at;
@@ -65,9 +89,13 @@ class Walker {
       DWORD id = 0, size = 0;
       if (!Seek(at) || FAILED(riff_ReadChunkHeader(m_file, &id, &size))) return;
       ++m_count;
-      Chunk c{FourCC(id), at, size, {}, {}};
-      const std::int64_t bodyEnd = std::min<std::int64_t>(at + 8 + std::int64_t(size), end);
-      if ((id == kFourCC_LIST || id == kFourCC_RIFF) && size >= 4) {
+      ULONGLONG real = size;
+      if (size == 0xFFFFFFFF && m_big.count(id)) real = m_big[id];
+      if (real > ULONGLONG(INT64_MAX / 2)) real = ULONGLONG(INT64_MAX / 2);  // keeps the sums below in range
+      Chunk c{FourCC(id), at, real, {}, {}};
+      const std::int64_t bodyEnd = std::min<std::int64_t>(at + 8 + std::int64_t(real), end);
+      const bool form = id == kFourCC_RIFF || id == ZoFourCC("RF64") || id == ZoFourCC("BW64");
+      if ((id == kFourCC_LIST || form) && real >= 4) {
         DWORD type = 0;
         if (ReadFileExact(&type, 4)) {
           c.listType = FourCC(type);
@@ -75,7 +103,7 @@ class Walker {
         }
       }
       out.push_back(std::move(c));
-      at += 8 + std::int64_t(size) + (size & 1);
+      at += 8 + std::int64_t(real) + std::int64_t(real & 1);
     }
   }
 
@@ -108,6 +136,7 @@ class Walker {
   }
   HANDLE m_file;
   size_t m_count = 0;
+  std::map<DWORD, ULONGLONG> m_big;
 };
 
 void Emit(Json& j, const std::vector<Chunk>& chunks) {
@@ -157,8 +186,10 @@ int Run(Args& args) {
     std::memcpy(&f, head + 24, 16);
     form = Label(f);
     walker.Wave64(0, size.QuadPart, 0, chunks);
-  } else if (got >= 4 && (std::memcmp(head, "RF64", 4) == 0 || std::memcmp(head, "BW64", 4) == 0)) {
-    hr = ZOERR_UNSUPPORTED_VERSION;  // 64-bit sizes in ds64 are not read by this library
+  } else if (got >= 12 && (std::memcmp(head, "RF64", 4) == 0 || std::memcmp(head, "BW64", 4) == 0)) {
+    form = FourCC(DWORD(head[8]) | DWORD(head[9]) << 8 | DWORD(head[10]) << 16 | DWORD(head[11]) << 24);
+    walker.ReadDs64();
+    walker.Classic(0, size.QuadPart, 0, chunks);
   } else {
     hr = ZOERR_NO_RIFF;
   }
