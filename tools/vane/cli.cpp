@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "kernel/error_handler.h"
 #include "kernel/status_table.h"
 #include "platform/wtext.h"
 
@@ -77,7 +78,7 @@ std::string StatusHex(HRESULT status) {
 }
 
 std::string StatusText(HRESULT status) {
-  const WCHAR* text = ZoStatus_FindText(status);
+  const WCHAR* text = ZoErrorHandler_GetHresultString(status);
   if (!text) return {};
   std::string s = vane::platform::ToUtf8(text);
   // Table texts open with line feeds for the message box; a terminal line
