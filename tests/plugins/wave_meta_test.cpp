@@ -155,11 +155,11 @@ TEST_F(WaveMetaTest, MarkersAndUtf8TitlesComeThroughTheManager) {
   std::u16string text;
   ASSERT_EQ(fileutil::ParseMarkerTime(c.items[0].data, &first, &text), S_OK);
   EXPECT_EQ(text, u"Go");
-  EXPECT_EQ(first.start, 1000000) << "800 samples at 8 kHz in 100 ns units";
-  EXPECT_EQ(first.region, 0u);
+  EXPECT_EQ(LONGLONG(first.start), 1000000) << "800 samples at 8 kHz in 100 ns units";
+  EXPECT_EQ(DWORD(first.region), 0u);
   ASSERT_EQ(fileutil::ParseMarkerTime(c.items[1].data, &second, &text), S_OK);
-  EXPECT_EQ(second.region, 1u);
-  EXPECT_EQ(second.length, 5000000) << "a region of 4000 samples";
+  EXPECT_EQ(DWORD(second.region), 1u);
+  EXPECT_EQ(LONGLONG(second.length), 5000000) << "a region of 4000 samples";
 }
 
 TEST_F(WaveMetaTest, VaneInfoShowsTheTags) {

@@ -312,10 +312,15 @@ TEST(BwfBext, BuildCutsTextsAndKeepsVerbatimParts) {
   ZOBEXT_HEAD head;
   std::memcpy(&head, body.data(), sizeof head);
   EXPECT_EQ(std::string(head.originator, 32), std::string(31, 'o') + '\0');
-  EXPECT_EQ(head.originationDate[0], 0) << "no time flag: date, time and reference stay zero";
-  EXPECT_EQ(head.timeReferenceLow, 0u);
-  EXPECT_EQ(head.umid[63], 0x5A);
-  EXPECT_EQ(head.loudness[4], 32767);
+  // Packed fields are copied out before comparing (gtest binds references).
+  const char date0 = head.originationDate[0];
+  const DWORD low = head.timeReferenceLow;
+  const BYTE umid63 = head.umid[63];
+  const WORD loudness4 = head.loudness[4];
+  EXPECT_EQ(date0, 0) << "no time flag: date, time and reference stay zero";
+  EXPECT_EQ(low, 0u);
+  EXPECT_EQ(umid63, 0x5A);
+  EXPECT_EQ(loudness4, 32767);
   EXPECT_EQ(std::string(reinterpret_cast<char*>(body.data()) + 602, 7), "A=PCM\r\n");
 }
 

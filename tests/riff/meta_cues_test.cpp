@@ -104,7 +104,7 @@ TEST(MetaCues, CuePointsWrittenByLibsndfileReadAsItReportsThem) {
     EXPECT_EQ(std::get<1>(r.samples[k]), LONGLONG(back.cue_points[k].sample_offset)) << "the sample offset is the position";
     EXPECT_EQ(std::get<2>(r.samples[k]), -1);
   }
-  EXPECT_EQ(r.times[0].start, fileutil::MetaTimeFromSamples(1005, 48000));
+  EXPECT_EQ(LONGLONG(r.times[0].start), fileutil::MetaTimeFromSamples(1005, 48000));
 }
 
 TEST(MetaCues, LabelsRegionsAndExtendedEntriesMergeOnce) {
@@ -130,9 +130,9 @@ TEST(MetaCues, LabelsRegionsAndExtendedEntriesMergeOnce) {
       << "a region of length 0, read once from zo01 and cue";
   EXPECT_EQ(r.samples[2], std::make_tuple(DWORD{1}, LONGLONG{480}, LONGLONG{-1}, std::string("Intro")));
   ASSERT_EQ(r.times.size(), 3u);
-  EXPECT_EQ(r.times[1].region, 1u);
-  EXPECT_EQ(r.times[2].region, 0u);
-  EXPECT_EQ(r.times[2].start, 100000);  // 480 samples at 48 kHz
+  EXPECT_EQ(DWORD(r.times[1].region), 1u);
+  EXPECT_EQ(DWORD(r.times[2].region), 0u);
+  EXPECT_EQ(LONGLONG(r.times[2].start), 100000);  // 480 samples at 48 kHz
 }
 
 TEST(MetaCues, LyingCountsAndSizesStayInsideTheFile) {
@@ -170,7 +170,7 @@ TEST(MetaCues, Wave64MarkerChunkReadsEntries) {
   const Read r = ReadCues(dir / "m.w64", 48000, true);
   ASSERT_EQ(r.samples.size(), 1u);
   EXPECT_EQ(r.samples[0], std::make_tuple(DWORD{5}, LONGLONG{96000}, LONGLONG{48000}, std::string("Bar")));
-  EXPECT_EQ(r.times[0].length, 10000000);
+  EXPECT_EQ(LONGLONG(r.times[0].length), 10000000);
 }
 
 TEST(MetaCuesWrite, WrittenMarkersReadBackHereAndInLibsndfileWithTheAudioUntouched) {

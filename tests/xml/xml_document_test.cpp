@@ -233,7 +233,11 @@ INSTANTIATE_TEST_SUITE_P(
     Table, XmlEscapes,
     ::testing::Values(EscapeCase{u"plain", u"plain", false, false}, EscapeCase{u"a<b>&c", u"a&lt;b&gt;&amp;c", true, false},
                       EscapeCase{u"&amp;", u"&amp;", false, true}, EscapeCase{u"&quot;", u"&amp;quot;", true, false},
-                      EscapeCase{u"&lt&", u"&amp;lt&amp;", true, false}));
+                      EscapeCase{u"&lt&", u"&amp;lt&amp;", true, false}),
+    [](const auto& info) {
+      static const char* const kNames[] = {"Plain", "AllThree", "EntityStays", "ForeignEntity", "UnterminatedEntity"};
+      return std::string(kNames[info.index]);
+    });
 
 TEST(XmlEscapesEdges, ShortDestinationAndForeignEntities) {
   WCHAR out[4];

@@ -4,9 +4,14 @@
 #include <cctype>
 #include <memory>
 
+#include "platform/sync.h"
 #include "tools/vane/cli.h"
 
 namespace vane::tool {
+
+void WaitForWorkers() {
+  for (int i = 0; i < 500 && CZoInetBase::LiveObjectCount() > 0; ++i) Sleep(10);
+}
 
 HRESULT WaitForTransfer(CZoInetBase* object, const std::string& label, bool quiet, DWORD* detail, std::string* why) {
   std::unique_ptr<Progress> progress;

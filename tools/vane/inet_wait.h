@@ -9,12 +9,17 @@
 
 namespace vane::tool {
 
+// Waits until the internet objects' workers have ended (at most a few
+// seconds), so that none is still running while the process exits.
+void WaitForWorkers();
+
 // Holds one reference to an internet object and releases it.
 template <typename T>
 struct InetHold {
   T* p = nullptr;
   ~InetHold() {
     if (p) p->Release();
+    WaitForWorkers();
   }
 };
 
