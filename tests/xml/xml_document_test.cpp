@@ -217,6 +217,11 @@ struct EscapeCase {
 
 class XmlEscapes : public ::testing::TestWithParam<EscapeCase> {};
 
+std::string EscapeName(const ::testing::TestParamInfo<EscapeCase>& info) {
+  static const char* const kNames[] = {"Plain", "AllThree", "EntityStays", "ForeignEntity", "UnterminatedEntity"};
+  return kNames[info.index];
+}
+
 TEST_P(XmlEscapes, AddAndRemoveFollowTheTable) {
   const EscapeCase& c = GetParam();
   WCHAR out[64];
@@ -234,10 +239,7 @@ INSTANTIATE_TEST_SUITE_P(
     ::testing::Values(EscapeCase{u"plain", u"plain", false, false}, EscapeCase{u"a<b>&c", u"a&lt;b&gt;&amp;c", true, false},
                       EscapeCase{u"&amp;", u"&amp;", false, true}, EscapeCase{u"&quot;", u"&amp;quot;", true, false},
                       EscapeCase{u"&lt&", u"&amp;lt&amp;", true, false}),
-    [](const auto& info) {
-      static const char* const kNames[] = {"Plain", "AllThree", "EntityStays", "ForeignEntity", "UnterminatedEntity"};
-      return std::string(kNames[info.index]);
-    });
+    EscapeName);
 
 TEST(XmlEscapesEdges, ShortDestinationAndForeignEntities) {
   WCHAR out[4];
