@@ -17,7 +17,6 @@ enum class Container { Wave, Wave64 };
 
 struct WaveLayout {
   Container container = Container::Wave;
-  bool rf64 = false;  // an RF64 or BW64 form: 64-bit sizes in its ds64 chunk
   // The format chunk as stored (up to the extensible size).
   WAVEFORMATEXTENSIBLE wfx{};
   ZOSAMPLETYPE sampleType = ZOSAMPLE_NONE;
@@ -25,6 +24,8 @@ struct WaveLayout {
   ULONGLONG dataOffset = 0;
   ULONGLONG dataBytes = 0;
   ULONGLONG frames = 0;
+  // Last, so that the packed format record above keeps its alignment.
+  bool rf64 = false;  // an RF64 or BW64 form: 64-bit sizes in its ds64 chunk
 };
 
 // Reads up to `bytes` at `offset`; returns the count read (short at the end).
