@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // The metadata chunk readers over a Wave file whose chunks after "WAVE" are
-// the fuzzer's bytes (cue, LIST adtl, zo01, LIST INFO with any sizes and
+// the fuzzer's bytes (cue, LIST adtl, zo01, LIST INFO, smpl with any sizes and
 // counts), and the Wave64 summary body over the bytes themselves.
 #include <unistd.h>
 
@@ -10,7 +10,9 @@
 
 #include "platform/file.h"
 #include "platform/wtext.h"
+#include "platform/memory.h"
 #include "riff/meta_cues.h"
+#include "riff/meta_sampler.h"
 #include "riff/summary.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
@@ -32,6 +34,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   ZoList_CreateExZ(&samples, sizeof(void*), 4, 8, ZOLIST_OPT_HEAPITEMS, 0, 0, 0);
   ZoFMMeta_fillCuesFromFileEx(h, 44100, times, samples);
   ZoFMMeta_fillSummaryFromFileEx(h, times, samples);
+  BYTE* block = nullptr;
+  DWORD blockSize = 0;
+  ZoFMMeta_fillSamplerinfoFromFileEx(h, &block, &blockSize, FALSE, 44100);
+  if (block) GlobalFree(block);
   ZOSUMMARY summary{};
   ZoSummary_LoadW64(data, size, &summary);
   ZoSummary_Free(&summary);

@@ -6,7 +6,8 @@
 // offers), "bext" (broadcast fields, named as ffmpeg's bext keys) and "ixml"
 // (node paths such as SCENE, SPEED/TIMECODE_RATE, TRACK_LIST/TRACK[2]/NAME;
 // elements the node table does not know come as unknown[N] with their XML),
-// "marker" and "region" (key: the cue id, value: the label).
+// "marker" and "region" (key: the cue id, value: the label), "loop" (key:
+// the loop id, value: its kind) and "smpl" (the sampler's unity note).
 // info items are deleted and written again as one "LIST" "INFO" behind the
 // audio; bext and ixml items are edited in place by the chunks' update rule;
 // markers are deleted and written again behind the audio. Neither moves the
@@ -18,10 +19,12 @@
 #include <vector>
 
 #include "platform/file.h"
+#include "platform/memory.h"
 #include "platform/wtext.h"
 #include "fileutil/meta_stream.h"
 #include "riff/bwf_riff.h"
 #include "riff/meta_cues.h"
+#include "riff/meta_sampler.h"
 #include "riff/meta_write.h"
 #include "riff/riff_api.h"
 #include "riff/summary.h"
@@ -81,6 +84,33 @@ std::vector<Item> MarkerItems(const std::vector<riff::MarkerSample>& markers) {
     it.length = m.length;
     items.push_back(std::move(it));
   }
+  return items;
+}
+
+// The sampler's loops (start and length in samples) and its unity note.
+std::vector<Item> SamplerItems(HANDLE file, bool wave64, DWORD rate) {
+  std::vector<Item> items;
+  BYTE* block = nullptr;
+  DWORD size = 0;
+  const HRESULT hr = wave64 ? ZoFMMeta64_fillSamplerinfoFromFileEx(file, &block, &size, rate)
+                            : ZoFMMeta_fillSamplerinfoFromFileEx(file, &block, &size, FALSE, rate);
+  const size_t headBytes = sizeof(fileutil::ZOMETASTREAMHEADER) + sizeof(fileutil::ZOMETAITEMHEADER);
+  if (SUCCEEDED(hr) && block && size >= headBytes + ZOSAMPLER_RECORD_BYTES) {
+    ZOSAMPLERHEAD head{};
+    std::memcpy(&head, block + headBytes, sizeof head);
+    items.push_back({"smpl", "unity_note", std::to_string(head.unityNote)});
+    static const char* const kTypes[] = {"forward", "alternating", "backward"};
+    for (DWORD i = 0; i < head.loopCount && i < ZOSAMPLER_MAX_LOOPS; ++i) {
+      ZOSAMPLERLOOP loop{};
+      std::memcpy(&loop, block + headBytes + sizeof head + i * sizeof loop, sizeof loop);
+      Item it{"loop", std::to_string(loop.id), loop.type < 3 ? kTypes[loop.type] : std::to_string(loop.type)};
+      it.positioned = true;
+      it.position = loop.start;
+      it.length = loop.length;
+      items.push_back(std::move(it));
+    }
+  }
+  if (block) GlobalFree(block);
   return items;
 }
 
@@ -302,7 +332,11 @@ int Run(Args& args) {
     hr = wave64 ? bwfriff64_LoadInfo(h, &record, &found) : bwfriff_LoadInfo(h, &record, &found);
   }
   std::vector<riff::MarkerSample> markers;
-  if (SUCCEEDED(hr)) markers = ReadMarkers(h, wave64, record.sampleRate);
+  std::vector<Item> sampler;
+  if (SUCCEEDED(hr)) {
+    markers = ReadMarkers(h, wave64, record.sampleRate);
+    sampler = SamplerItems(h, wave64, record.sampleRate);
+  }
   CloseHandle(h);
   if (FAILED(hr)) return Failure(hr, file);
   if (markerEdit) {
@@ -333,6 +367,7 @@ int Run(Args& args) {
     for (auto& [key, text] : ReadSummaryTags(reader.Get())) items.push_back({"info", key, text});
   for (Item& item : BwfItems(record)) items.push_back(std::move(item));
   for (Item& item : MarkerItems(markers)) items.push_back(std::move(item));
+  for (Item& item : sampler) items.push_back(std::move(item));
 
   if (json) {
     Json j;
