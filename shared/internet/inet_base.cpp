@@ -58,7 +58,7 @@ ULONG CZoInetBase::Release() {
   {
     Locked lock(&m_lock);
     left = --m_refs;
-    if (left == 1 && m_thread) {
+    if (left == 1 && m_thread && !m_ending) {
       if (!m_busy) {
         SendCmdToWorker(ZOINET_CMD_QUIT);
       } else {
@@ -154,13 +154,25 @@ void CZoInetBase::WorkerLoop() {
           result = E_FAIL;
         }
       }
+      // Whether this is the worker's last command is settled before its end is
+      // told, so that no command is accepted that no worker would run.
+      bool ending;
+      {
+        Locked lock(&m_lock);
+        ending = m_cancel.load() || command == ZOINET_CMD_QUIT;
+        if (ending) m_ending = true;
+      }
       DoneWithCmd(result, detail);
-      if (m_cancel.load() || command == ZOINET_CMD_QUIT) break;
+      if (ending) break;
     }
     WorkerEnding();
     vane::internet::detail::CloseSession(session);
   } else {
     Log("the worker could not open an internet session");
+  }
+  {
+    Locked lock(&m_lock);
+    m_ending = true;
   }
   LONG left;
   {
@@ -174,7 +186,7 @@ void CZoInetBase::WorkerLoop() {
 
 HRESULT CZoInetBase::SendCmdToWorker(DWORD command) {
   Locked lock(&m_lock);
-  if (!m_initialized || !m_thread) return E_FAIL;
+  if (!m_initialized || !m_thread || m_ending) return E_FAIL;
   // A cancel given while idle must not end the next command.
   if (!m_busy) m_cancel = false;
   m_busy = true;
@@ -189,7 +201,7 @@ HRESULT CZoInetBase::SendCmdToWorker(DWORD command) {
 
 HRESULT CZoInetBase::QueueCommand(DWORD command, const std::function<void()>& store) {
   Locked lock(&m_lock);
-  if (!m_initialized || !m_thread) return E_FAIL;
+  if (!m_initialized || !m_thread || m_ending) return E_FAIL;
   if (m_busy) return HRESULT_FROM_WIN32(170);  // ERROR_BUSY: one command at a time
   store();
   return SendCmdToWorker(command);

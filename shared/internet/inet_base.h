@@ -136,6 +136,7 @@ class VANE_EXPORT CZoInetBase {
   std::u16string m_agent;
   bool m_initialized = false;
   HANDLE m_thread = nullptr;
+  bool m_ending = false;  // the worker runs no further command
   ULONGLONG m_total = 0;
   ULONGLONG m_transferred = 0;
   ULONGLONG m_tickLast = 0;
