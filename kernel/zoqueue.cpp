@@ -12,15 +12,10 @@ namespace {
 // the links of a sentinel item.
 ZoQueueLink* End(ZoQueue* q) { return reinterpret_cast<ZoQueueLink*>(q); }
 
-class Locked {
+// Holds the queue's lock for the scope.
+class Locked : public vane::platform::CsLock {
  public:
-  explicit Locked(ZoQueue* q) : m_q(q) { EnterCriticalSection(&m_q->lock); }
-  ~Locked() { LeaveCriticalSection(&m_q->lock); }
-  Locked(const Locked&) = delete;
-  Locked& operator=(const Locked&) = delete;
-
- private:
-  ZoQueue* m_q;
+  explicit Locked(ZoQueue* q) : CsLock(&q->lock) {}
 };
 
 bool EmptyLocked(ZoQueue* q) { return q->head == End(q); }

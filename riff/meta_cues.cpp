@@ -185,3 +185,29 @@ VANE_EXTERN_C HRESULT ZoFMMeta64_fillCuesFromFile(HANDLE file, DWORD rate, tZOLI
   if (!ReadBody(file, size, &body)) return ZOERR_FILE_READ;
   return AddExtendedEntries(body, rate, timeList, sampleList);
 }
+
+namespace vane::riff {
+
+std::vector<MarkerSample> ReadMarkerSamples(HANDLE file, bool wave64, DWORD rate) {
+  std::vector<MarkerSample> markers;
+  tZOLIST* list = nullptr;
+  if (FAILED(ZoList_CreateExZ(&list, sizeof(void*), 8, 8, ZOLIST_OPT_HEAPITEMS, 0, 0, 0))) return markers;
+  const HRESULT hr = wave64 ? ZoFMMeta64_fillCuesFromFile(file, rate, nullptr, list)
+                            : ZoFMMeta_fillCuesFromFileEx(file, rate, nullptr, list);
+  for (LONG i = 0; SUCCEEDED(hr) && i < list->nItems; ++i) {
+    const BYTE* item = static_cast<BYTE**>(list->pData)[i];
+    ZOMETAITEMHEADER head{};
+    if (ZoList_AllocSize(list, i) < sizeof head) continue;
+    std::memcpy(&head, item, sizeof head);
+    if (ZoList_AllocSize(list, i) < sizeof head + head.cbData) continue;
+    std::vector<std::uint8_t> data(item + sizeof head, item + sizeof head + head.cbData);
+    fileutil::ZOMETAMARKERSAMPLE record{};
+    std::u16string text;
+    if (FAILED(fileutil::ParseMarkerSample(data, &record, &text))) continue;
+    markers.push_back({record.id, record.position, record.length, std::move(text)});
+  }
+  ZoList_Destroy(list);
+  return markers;
+}
+
+}  // namespace vane::riff

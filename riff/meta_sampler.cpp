@@ -94,18 +94,13 @@ HRESULT ReadSampler(HANDLE file, ULONGLONG size, DWORD rate, std::vector<BYTE>* 
 
 }  // namespace
 
-VANE_EXTERN_C HRESULT ZoFMMeta_fillSamplerinfoFromFileEx(HANDLE file, BYTE** block, DWORD* size, BOOL isAiff,
-                                                         DWORD rate) {
-  VANE_RETURN_IF_FAILED(TakeBlock(block));
-  if (isAiff) return Frame(nullptr, block, size) == S_OK ? ZOERR_NOT_FOUND : E_OUTOFMEMORY;
-  DWORD chunk = 0;
-  const HRESULT found = riff_FindChunkHeaderInRIFF(file, ZoFourCC("smpl"), &chunk, nullptr);
-  if (FAILED(found)) {
-    VANE_RETURN_IF_FAILED(Frame(nullptr, block, size));
-    return found;
-  }
+namespace {
+
+// The block for a chunk the search found (or not): the record, or a lone
+// stream header with the failure.
+HRESULT FrameChunk(HANDLE file, HRESULT found, ULONGLONG chunk, DWORD rate, BYTE** block, DWORD* size) {
   std::vector<BYTE> record;
-  const HRESULT hr = ReadSampler(file, chunk, rate, &record);
+  const HRESULT hr = FAILED(found) ? found : ReadSampler(file, chunk, rate, &record);
   if (FAILED(hr)) {
     VANE_RETURN_IF_FAILED(Frame(nullptr, block, size));
     return hr;
@@ -113,19 +108,20 @@ VANE_EXTERN_C HRESULT ZoFMMeta_fillSamplerinfoFromFileEx(HANDLE file, BYTE** blo
   return Frame(&record, block, size);
 }
 
+}  // namespace
+
+VANE_EXTERN_C HRESULT ZoFMMeta_fillSamplerinfoFromFileEx(HANDLE file, BYTE** block, DWORD* size, BOOL isAiff,
+                                                         DWORD rate) {
+  VANE_RETURN_IF_FAILED(TakeBlock(block));
+  if (isAiff) return Frame(nullptr, block, size) == S_OK ? ZOERR_NOT_FOUND : E_OUTOFMEMORY;
+  DWORD chunk = 0;
+  const HRESULT found = riff_FindChunkHeaderInRIFF(file, ZoFourCC("smpl"), &chunk, nullptr);
+  return FrameChunk(file, found, chunk, rate, block, size);
+}
+
 VANE_EXTERN_C HRESULT ZoFMMeta64_fillSamplerinfoFromFileEx(HANDLE file, BYTE** block, DWORD* size, DWORD rate) {
   VANE_RETURN_IF_FAILED(TakeBlock(block));
   ULONGLONG chunk = 0;
   const HRESULT found = riff64_FindChunkHeaderInRIFF(file, &kW64_smpl, &chunk, nullptr);
-  if (FAILED(found)) {
-    VANE_RETURN_IF_FAILED(Frame(nullptr, block, size));
-    return found;
-  }
-  std::vector<BYTE> record;
-  const HRESULT hr = ReadSampler(file, chunk, rate, &record);
-  if (FAILED(hr)) {
-    VANE_RETURN_IF_FAILED(Frame(nullptr, block, size));
-    return hr;
-  }
-  return Frame(&record, block, size);
+  return FrameChunk(file, found, chunk, rate, block, size);
 }

@@ -13,6 +13,7 @@
 #include "platform/guid.h"
 #include "platform/status.h"
 #include "platform/types.h"
+#include "riff/meta_cues.h"
 
 // Kinds of metadata (bits of ZOFIO_TYPESOFMETADATA) the deletes know.
 inline constexpr DWORD ZOFIO_META_SUMMARY = 0x1;
@@ -20,12 +21,6 @@ inline constexpr DWORD ZOFIO_META_MARKERS = 0x4;
 
 namespace vane::riff {
 
-struct MarkerSample {
-  DWORD id = 0;
-  LONGLONG position = 0;
-  LONGLONG length = -1;  // -1: a marker without length
-  std::u16string text;
-};
 
 // Appends one chunk at the RIFF end (its stored size counts the pad byte)
 // and grows the RIFF size.

@@ -111,19 +111,9 @@ class WaveMetaDecoder final : public ffbase::IMetaDecoder {
   // Markers and regions in sample form become the map's marker generics, the
   // form GetMarkers converts to time with the file's rate.
   void AddMarkers(fileutil::MetaMap* map) {
-    tZOLIST* list = nullptr;
-    if (FAILED(ZoList_CreateExZ(&list, sizeof(void*), 8, 8, ZOLIST_OPT_HEAPITEMS, 0, 0, 0))) return;
-    const HRESULT hr = m_container == Container::Wave ? ZoFMMeta_fillCuesFromFileEx(m_file, m_rate, nullptr, list)
-                                                      : ZoFMMeta64_fillCuesFromFile(m_file, m_rate, nullptr, list);
-    for (LONG i = 0; SUCCEEDED(hr) && i < list->nItems; ++i) {
-      const BYTE* item = static_cast<BYTE**>(list->pData)[i];
-      fileutil::ZOMETAITEMHEADER head{};
-      if (ZoList_AllocSize(list, i) < sizeof head) continue;
-      std::memcpy(&head, item, sizeof head);
-      if (ZoList_AllocSize(list, i) < sizeof head + head.cbData) continue;
-      map->addGeneric(fileutil::GUID_ZoMetaMarkers, std::vector<std::uint8_t>(item + sizeof head, item + sizeof head + head.cbData));
-    }
-    ZoList_Destroy(list);
+    for (const vane::riff::MarkerSample& m :
+         vane::riff::ReadMarkerSamples(m_file, m_container == Container::Wave64, m_rate))
+      map->addGeneric(fileutil::GUID_ZoMetaMarkers, fileutil::MakeMarkerSample(m.id, m.position, m.length, m.text));
   }
 
   // The rate of the "fmt " chunk, for markers; 0 when there is none.

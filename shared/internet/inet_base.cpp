@@ -16,18 +16,9 @@ LONGLONG NowMs() {
   return duration_cast<milliseconds>(steady_clock::now().time_since_epoch()).count();
 }
 
-// Entered for the scope; the object's lock is recursive, so callbacks made
-// under it may call back into the object on the same thread.
-class Locked {
- public:
-  explicit Locked(CRITICAL_SECTION* cs) : m_cs(cs) { EnterCriticalSection(m_cs); }
-  ~Locked() { LeaveCriticalSection(m_cs); }
-  Locked(const Locked&) = delete;
-  Locked& operator=(const Locked&) = delete;
-
- private:
-  CRITICAL_SECTION* m_cs;
-};
+// The object's lock is recursive, so callbacks made under it may call back
+// into the object on the same thread.
+using Locked = vane::platform::CsLock;
 
 constexpr size_t kMaxLogLines = 256;
 

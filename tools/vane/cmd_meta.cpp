@@ -52,29 +52,6 @@ struct Item {
   LONGLONG position = 0, length = -1;
 };
 
-// Markers and regions in sample form, in file order, with their labels.
-std::vector<riff::MarkerSample> ReadMarkers(HANDLE file, bool wave64, DWORD rate) {
-  std::vector<riff::MarkerSample> markers;
-  tZOLIST* list = nullptr;
-  if (FAILED(ZoList_CreateExZ(&list, sizeof(void*), 8, 8, ZOLIST_OPT_HEAPITEMS, 0, 0, 0))) return markers;
-  const HRESULT hr = wave64 ? ZoFMMeta64_fillCuesFromFile(file, rate, nullptr, list)
-                            : ZoFMMeta_fillCuesFromFileEx(file, rate, nullptr, list);
-  for (LONG i = 0; SUCCEEDED(hr) && i < list->nItems; ++i) {
-    const BYTE* item = static_cast<BYTE**>(list->pData)[i];
-    fileutil::ZOMETAITEMHEADER head{};
-    if (ZoList_AllocSize(list, i) < sizeof head) continue;
-    std::memcpy(&head, item, sizeof head);
-    if (ZoList_AllocSize(list, i) < sizeof head + head.cbData) continue;
-    std::vector<std::uint8_t> data(item + sizeof head, item + sizeof head + head.cbData);
-    fileutil::ZOMETAMARKERSAMPLE record{};
-    std::u16string text;
-    if (FAILED(fileutil::ParseMarkerSample(data, &record, &text))) continue;
-    markers.push_back({record.id, record.position, record.length, std::move(text)});
-  }
-  ZoList_Destroy(list);
-  return markers;
-}
-
 std::vector<Item> MarkerItems(const std::vector<riff::MarkerSample>& markers) {
   std::vector<Item> items;
   for (const riff::MarkerSample& m : markers) {
@@ -334,7 +311,7 @@ int Run(Args& args) {
   std::vector<riff::MarkerSample> markers;
   std::vector<Item> sampler;
   if (SUCCEEDED(hr)) {
-    markers = ReadMarkers(h, wave64, record.sampleRate);
+    markers = riff::ReadMarkerSamples(h, wave64, record.sampleRate);
     sampler = SamplerItems(h, wave64, record.sampleRate);
   }
   CloseHandle(h);
@@ -353,7 +330,7 @@ int Run(Args& args) {
       h = CreateFileW(name.c_str(), GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ, nullptr, OPEN_EXISTING, 0, nullptr);
       if (h == INVALID_HANDLE_VALUE) return Failure(HRESULT_FROM_WIN32(GetLastError()), file);
       hr = wave64 ? riff::WriteMarkerChunks64(h, markers) : riff::WriteMarkerChunks(h, markers);
-      if (SUCCEEDED(hr)) markers = ReadMarkers(h, wave64, record.sampleRate);
+      if (SUCCEEDED(hr)) markers = riff::ReadMarkerSamples(h, wave64, record.sampleRate);
       CloseHandle(h);
     }
     if (FAILED(hr)) return Failure(hr, file);
