@@ -20,6 +20,10 @@
 #include "platform/guid.h"
 #include "platform/status.h"
 #include "platform/wtext.h"
+#include "riff/bwf_riff.h"
+#include "riff/meta_write.h"
+#include "fileutil/meta_stream.h"
+#include "platform/file.h"
 #include "tools/vane/cli.h"
 
 namespace vane::tool {
@@ -139,6 +143,56 @@ HRESULT WaveRoad(const char* kind, bool wave64, IZoFileIOMgrForApp* manager, con
   return same ? S_OK : ZOERR_FILE_CORRUPT;
 }
 
+// Metadata on the Wave file of the road: markers, a title and broadcast
+// fields written with the chunk functions, read back through the plug-in's
+// metadata interface and the chunk readers, the samples untouched.
+HRESULT MetadataRoad(IZoFileIOMgrForApp* manager, const std::string& folder) {
+  const std::string path = folder + "/demo.wav";
+  const std::u16string name = vane::platform::FromUtf8(path);
+  HANDLE file = CreateFileW(name.c_str(), GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ, nullptr, OPEN_EXISTING, 0,
+                            nullptr);
+  if (file == INVALID_HANDLE_VALUE) return ZOERR_FILE_OPEN;
+  HRESULT hr = vane::riff::WriteMarkerChunks(file, {{1, 12000, -1, u"Verse"}, {2, 24000, 12000, u"Chorus"}});
+  _tagZOBWF_Chunk bwf;
+  bwf.flags = ZOBWF_FLAG_BEXT | ZOBWF_FLAG_TIME;
+  bwf.fields[ZOBWF_DESCRIPTION] = {TRUE, u"vane demo take"};
+  bwf.fields[ZOBWF_ORIGINATOR] = {TRUE, u"vane"};
+  bwf.fields[ZOIXML_SCENE] = {TRUE, u"1A"};
+  bwf.timeReference = 48000ull * 3600;
+  if (SUCCEEDED(hr)) hr = bwfriff_SaveInfo(file, &bwf, FALSE);
+  CloseHandle(file);
+  VANE_RETURN_IF_FAILED(hr);
+  std::printf("  wrote two markers, bext and iXML into %s\n", path.c_str());
+
+  ComPtr<IZoReadFile> reader;
+  VANE_RETURN_IF_FAILED(manager->OpenReadFile(name.c_str(), reader.ReleaseAndGetAddressOf(), 0));
+  ComPtr<IZoReadMeta> meta;
+  VANE_RETURN_IF_FAILED(reader->QueryInterface(IID_IZoReadMeta, meta.AsVoidOut()));
+  ComPtr<IStream> markers;
+  VANE_RETURN_IF_FAILED(meta->GetMarkers(markers.ReleaseAndGetAddressOf()));
+  fileutil::MetaStreamContent content;
+  VANE_RETURN_IF_FAILED(fileutil::ReadMetaStream(markers.Get(), &content));
+  for (const fileutil::MetaItem& item : content.items) {
+    fileutil::ZOMETAMARKERTIME record{};
+    std::u16string text;
+    if (FAILED(fileutil::ParseMarkerTime(item.data, &record, &text))) continue;
+    const double start = double(record.start) / 1e7, length = double(record.length) / 1e7;
+    std::printf("  read back through the manager: %s \"%s\" at %.3f s%s\n", record.region ? "region" : "marker",
+                vane::platform::ToUtf8(text).c_str(), start,
+                record.region ? (", " + std::to_string(length).substr(0, 5) + " s long").c_str() : "");
+  }
+  file = CreateFileW(name.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING, 0, nullptr);
+  _tagZOBWF_Chunk back;
+  BOOL found = FALSE;
+  hr = bwfriff_LoadInfo(file, &back, &found);
+  CloseHandle(file);
+  VANE_RETURN_IF_FAILED(hr);
+  std::printf("  bext description \"%s\", time reference %llu samples, iXML scene %s\n",
+              vane::platform::ToUtf8(back.fields[ZOBWF_DESCRIPTION].text).c_str(),
+              static_cast<unsigned long long>(back.timeReference), vane::platform::ToUtf8(back.fields[ZOIXML_SCENE].text).c_str());
+  return content.count == 2 && back.timeReference == bwf.timeReference ? S_OK : ZOERR_FILE_CORRUPT;
+}
+
 HRESULT WaveSteps(const std::string& folder) {
   IZoFileIOMgrForApp* manager = nullptr;
   HRESULT hr = ZOFileIO_CreateInstance(&manager, 0);
@@ -146,6 +200,7 @@ HRESULT WaveSteps(const std::string& folder) {
     std::printf("  plug-in manager: %d reader classes\n", int(manager->GetReaderCount()));
     hr = WaveRoad("Wave", false, manager, folder);
     if (SUCCEEDED(hr)) hr = WaveRoad("Wave64", true, manager, folder);
+    if (SUCCEEDED(hr)) hr = MetadataRoad(manager, folder);
     manager->Shutdown();
     manager->Release();
   }
@@ -170,7 +225,7 @@ const Step kSteps[] = {
     {"kernel start and version handshake", &KernelStep},
     {"processor and OS features", &CpuStep},
     {"status texts", &StatusStep},
-    {"a Wave and a Wave64 file through the plug-in manager", &WaveStep},
+    {"a Wave and a Wave64 file through the plug-in manager, with markers and broadcast metadata", &WaveStep},
 };
 
 int Run(Args& args) {
