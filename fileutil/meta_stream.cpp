@@ -63,19 +63,6 @@ LONGLONG Trunc(double v) {
   return LONGLONG(v);
 }
 
-// Positions and lengths come from the stream's bytes; their sums and
-// differences saturate like Trunc instead of overflowing.
-LONGLONG SatAdd(LONGLONG a, LONGLONG b) {
-  LONGLONG r;
-  if (!__builtin_add_overflow(a, b, &r)) return r;
-  return b > 0 ? LONGLONG(9.2e18) : LONGLONG(-9.2e18);
-}
-LONGLONG SatSub(LONGLONG a, LONGLONG b) {
-  LONGLONG r;
-  if (!__builtin_sub_overflow(a, b, &r)) return r;
-  return b < 0 ? LONGLONG(9.2e18) : LONGLONG(-9.2e18);
-}
-
 std::u16string TextOf(const std::uint8_t* p, std::size_t bytes) {
   std::u16string t(bytes / 2, u'\0');
   if (!t.empty()) std::memcpy(t.data(), p, t.size() * 2);

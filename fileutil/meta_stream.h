@@ -120,6 +120,19 @@ inline constexpr GUID GUID_ZoMetaMarkers = VANE_GUID(0xABF76256, 0x392D, 0x11D2,
 VANE_EXPORT LONGLONG MetaSamplesFromTime(LONGLONG time, DWORD rate);
 VANE_EXPORT LONGLONG MetaTimeFromSamples(LONGLONG samples, DWORD rate);
 
+// Positions and lengths come from file bytes; their sums and differences
+// saturate near the 64-bit limits instead of overflowing.
+inline LONGLONG SatAdd(LONGLONG a, LONGLONG b) {
+  LONGLONG r;
+  if (!__builtin_add_overflow(a, b, &r)) return r;
+  return b > 0 ? LONGLONG(9.2e18) : LONGLONG(-9.2e18);
+}
+inline LONGLONG SatSub(LONGLONG a, LONGLONG b) {
+  LONGLONG r;
+  if (!__builtin_sub_overflow(a, b, &r)) return r;
+  return b < 0 ? LONGLONG(9.2e18) : LONGLONG(-9.2e18);
+}
+
 class VANE_EXPORT MetaStream : public IStream {
  public:
   MetaStream(const MetaStream&) = delete;

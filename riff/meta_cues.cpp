@@ -67,7 +67,9 @@ std::vector<std::uint8_t> TimeRecord(const Marker& m, DWORD rate) {
   r.cb = 28;
   r.start = fileutil::MetaTimeFromSamples(m.position, rate);
   // A region's length is the difference of its converted end and start.
-  r.length = m.region && m.length >= 0 ? fileutil::MetaTimeFromSamples(m.position + m.length, rate) - r.start : 0;
+  r.length = m.region && m.length >= 0
+                 ? fileutil::SatSub(fileutil::MetaTimeFromSamples(fileutil::SatAdd(m.position, m.length), rate), r.start)
+                 : 0;
   r.region = m.region ? 1 : 0;
   r.cbText = static_cast<DWORD>((m.text.size() + 1) * 2);
   std::vector<std::uint8_t> out(sizeof r + r.cbText, 0);
