@@ -9,6 +9,8 @@
 #include "ffbase/base_read_file.h"
 #include "ffbase/base_read_file_class.h"
 #include "ffbase/base_read_meta.h"
+#include "ffbase/base_render_file.h"
+#include "ffbase/base_render_file_class.h"
 #include "ffbase/decoders.h"
 #include "ffbase/memory_token.h"
 #include "ffbase/pulx_manager.h"

@@ -53,6 +53,8 @@ inline constexpr IID IID_IZoReadPulxMeta = VANE_GUID(0xF0345341, 0xBAF2, 0x11D4,
 inline constexpr IID IID_IZoUnsharedFIOPluginInfo = VANE_GUID(0x404E18A7, 0xC288, 0x4499, 0x8E, 0x42, 0x33, 0xFE, 0xCF, 0xA1, 0x64, 0x2C);
 // The interface IsFileOfReaderKind asks a reader class for.
 inline constexpr IID IID_IZoReaderKind = VANE_GUID(0xE769409F, 0x5CE7, 0x459F, 0x8F, 0x30, 0x4A, 0xF5, 0xA1, 0x64, 0xE0, 0x2A);
+// The summary-tag enumeration a renderer class offers at its second table.
+inline constexpr IID IID_IZoRenderMetaSupport2 = VANE_GUID(0xEF73DF10, 0xDE21, 0x426C, 0xB6, 0x41, 0x12, 0xD4, 0x98, 0x3B, 0x2D, 0x88);
 
 // The class every module offers to describe its classes to the manager.
 // {F6E48972-515B-4A5E-B316-A46A03C9C3C0}

@@ -76,6 +76,7 @@ inline constexpr HRESULT ZOERR_BAD_STREAM_INDEX = MakeStatus(0x8004E172);
 inline constexpr HRESULT ZOERR_NO_RENDERER = MakeStatus(0x8004E163);
 inline constexpr HRESULT ZOERR_FILE_EXISTS = MakeStatus(0x8004E170);
 inline constexpr HRESULT ZOERR_EOF = MakeStatus(0x800A0026);
+inline constexpr HRESULT ZOERR_TEMPLATE_REFUSED = MakeStatus(0x8004E0AF);  // the class refuses the template
 inline constexpr HRESULT ZOSTATUS_PARTIAL_RECOVERY = MakeStatus(0x0004E000);
 
 // Early return on failure: VANE_RETURN_IF_FAILED(expr).

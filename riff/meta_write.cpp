@@ -94,6 +94,25 @@ HRESULT AppendChunk64(HANDLE file, const GUID& id, const void* body, DWORD size)
   return riff64_UpdateRIFFSize(file, LONGLONG(24) + size + pad);
 }
 
+HRESULT WriteSummaryChunk(HANDLE file, const ZOSUMMARY* record) {
+  if (!record || record->count == 0) return S_OK;
+  DWORD riffSize = 0, form = 0, bytes = 0;
+  if (!FileSeek(file, 0, FILE_BEGIN)) return ZOERR_FILE_READ;
+  VANE_RETURN_IF_FAILED(riff_ReadFileID(file, &riffSize, &form));
+  if (!FileSeek(file, std::int64_t(riffSize) + 12, FILE_BEGIN)) return ZOERR_FILE_WRITE;
+  VANE_RETURN_IF_FAILED(ZoSummary_Save(file, record, &bytes));
+  return riff_UpdateRIFFSize(file, bytes);
+}
+
+HRESULT WriteSummaryChunk64(HANDLE file, const ZOSUMMARY* record) {
+  if (!record || record->count == 0) return S_OK;
+  ULONGLONG size = 0;
+  VANE_RETURN_IF_FAILED(ZoSummary_SaveW64(record, nullptr, &size));
+  std::vector<BYTE> body(static_cast<size_t>(size));
+  VANE_RETURN_IF_FAILED(ZoSummary_SaveW64(record, body.data(), &size));
+  return AppendChunk64(file, kW64_info, body.data(), DWORD(body.size()));
+}
+
 HRESULT WriteMarkerChunks64(HANDLE file, const std::vector<MarkerSample>& markers) {
   if (markers.empty()) return S_OK;
   const std::vector<BYTE> body = ExtendedBody(markers);

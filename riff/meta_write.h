@@ -14,6 +14,7 @@
 #include "platform/status.h"
 #include "platform/types.h"
 #include "riff/meta_cues.h"
+#include "riff/summary.h"
 
 // Kinds of metadata (bits of ZOFIO_TYPESOFMETADATA) the deletes know.
 inline constexpr DWORD ZOFIO_META_SUMMARY = 0x1;
@@ -30,6 +31,10 @@ VANE_EXPORT HRESULT AppendChunk64(HANDLE file, const GUID& id, const void* body,
 // Wave64 form is one chunk of the marker GUID.
 VANE_EXPORT HRESULT WriteMarkerChunks(HANDLE file, const std::vector<MarkerSample>& markers);
 VANE_EXPORT HRESULT WriteMarkerChunks64(HANDLE file, const std::vector<MarkerSample>& markers);
+// Appends the summary as "LIST" "INFO" (Wave) or the summary chunk (Wave64);
+// nothing for an empty record.
+VANE_EXPORT HRESULT WriteSummaryChunk(HANDLE file, const ZOSUMMARY* record);
+VANE_EXPORT HRESULT WriteSummaryChunk64(HANDLE file, const ZOSUMMARY* record);
 
 }  // namespace vane::riff
 

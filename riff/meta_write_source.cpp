@@ -80,11 +80,7 @@ HRESULT WriteKinds(HANDLE file, DWORD kinds, const Source& s) {
   if ((kinds & ZOFIO_META_SUMMARY) && !s.summary.empty()) {
     ZOSUMMARY record{};
     for (const auto& [tag, text] : s.summary) ZoSummary_SetItem(&record, tag, text.c_str());
-    DWORD riffSize = 0, form = 0, bytes = 0;
-    HRESULT hr = vane::riff::FileSeek(file, 0, FILE_BEGIN) ? riff_ReadFileID(file, &riffSize, &form) : ZOERR_FILE_READ;
-    if (SUCCEEDED(hr) && !vane::riff::FileSeek(file, std::int64_t(riffSize) + 12, FILE_BEGIN)) hr = ZOERR_FILE_WRITE;
-    if (SUCCEEDED(hr)) hr = ZoSummary_Save(file, &record, &bytes);
-    if (SUCCEEDED(hr)) hr = riff_UpdateRIFFSize(file, bytes);
+    const HRESULT hr = vane::riff::WriteSummaryChunk(file, &record);
     ZoSummary_Free(&record);
     VANE_RETURN_IF_FAILED(hr);
   }

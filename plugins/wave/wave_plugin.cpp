@@ -14,6 +14,7 @@
 #include "platform/wtext.h"
 #include "plugins/wave/wave_layout.h"
 #include "plugins/wave/wave_meta.h"
+#include "plugins/wave/wave_render.h"
 #include "riff/quick_identify.h"
 
 namespace vane::wave {
@@ -235,8 +236,9 @@ class WaveClass final : public ffbase::BaseReadFileClass {
 };
 
 const ffbase::FilterRow kFilters[] = {
-    {&CLSID_VaneWavePlugin, kWaveName, ZOFIO_FILTER_ACCESS_READ, ZOFILESTREAM_AUDIO, 0},
-    {&CLSID_VaneWave64Plugin, kWave64Name, ZOFIO_FILTER_ACCESS_READ, ZOFILESTREAM_AUDIO, 0},
+    {&CLSID_VaneWavePlugin, kWaveName, ZOFIO_FILTER_ACCESS_READ | ZOFIO_FILTER_ACCESS_RENDER, ZOFILESTREAM_AUDIO, 0},
+    {&CLSID_VaneWave64Plugin, kWave64Name, ZOFIO_FILTER_ACCESS_READ | ZOFIO_FILTER_ACCESS_RENDER, ZOFILESTREAM_AUDIO,
+     0},
 };
 
 class WaveInfo final : public ffbase::BaseUnsharedFIOPluginInfo {
@@ -248,6 +250,36 @@ class WaveInfo final : public ffbase::BaseUnsharedFIOPluginInfo {
 IUnknown* MakeInfo() { return new (std::nothrow) WaveInfo(); }
 IUnknown* MakeWaveClass() { return new (std::nothrow) WaveClass(Container::Wave); }
 IUnknown* MakeWave64Class() { return new (std::nothrow) WaveClass(Container::Wave64); }
+IUnknown* MakeWaveRenderer() { return MakeWaveRenderClass(Container::Wave); }
+IUnknown* MakeWave64Renderer() { return MakeWaveRenderClass(Container::Wave64); }
+
+// One factory for a module class: the renderer when the render interface is
+// asked for, else the reader.
+class DualFactory final : public ffbase::BaseClassFactory {
+ public:
+  DualFactory(Creator reader, Creator renderer) : BaseClassFactory(reader), m_renderer(renderer) {}
+  HRESULT CreateInstance(IUnknown* outer, REFIID iid, void** out) override {
+    if (iid != IID_IZoRenderFileClass) return BaseClassFactory::CreateInstance(outer, iid, out);
+    if (!out) return E_POINTER;
+    *out = nullptr;
+    if (outer) return CLASS_E_NOAGGREGATION;
+    IUnknown* object = m_renderer();
+    if (!object) return E_OUTOFMEMORY;
+    const HRESULT hr = object->QueryInterface(iid, out);
+    object->Release();
+    return hr;
+  }
+  static HRESULT Make(Creator reader, Creator renderer, REFIID iid, void** out) {
+    auto* f = new (std::nothrow) DualFactory(reader, renderer);
+    if (!f) return E_OUTOFMEMORY;
+    const HRESULT hr = f->QueryInterface(iid, out);
+    f->Release();
+    return hr;
+  }
+
+ private:
+  Creator m_renderer;
+};
 
 }  // namespace
 }  // namespace vane::wave
@@ -258,9 +290,11 @@ extern "C" __attribute__((visibility("default"))) HRESULT DllGetClassObject(REFC
   if (!out) return E_POINTER;
   *out = nullptr;
   if (clsid == CLSID_ZoFioPluginDiscovery) return ffbase::BaseClassFactory::Make(&MakeInfo, iid, out);
-  if (clsid == CLSID_VaneWavePlugin || clsid == GUID_VaneWaveReader)
-    return ffbase::BaseClassFactory::Make(&MakeWaveClass, iid, out);
-  if (clsid == CLSID_VaneWave64Plugin || clsid == GUID_VaneWave64Reader)
-    return ffbase::BaseClassFactory::Make(&MakeWave64Class, iid, out);
+  if (clsid == CLSID_VaneWavePlugin) return DualFactory::Make(&MakeWaveClass, &MakeWaveRenderer, iid, out);
+  if (clsid == CLSID_VaneWave64Plugin) return DualFactory::Make(&MakeWave64Class, &MakeWave64Renderer, iid, out);
+  if (clsid == GUID_VaneWaveReader) return ffbase::BaseClassFactory::Make(&MakeWaveClass, iid, out);
+  if (clsid == GUID_VaneWave64Reader) return ffbase::BaseClassFactory::Make(&MakeWave64Class, iid, out);
+  if (clsid == GUID_VaneWaveRenderer) return ffbase::BaseClassFactory::Make(&MakeWaveRenderer, iid, out);
+  if (clsid == GUID_VaneWave64Renderer) return ffbase::BaseClassFactory::Make(&MakeWave64Renderer, iid, out);
   return CLASS_E_CLASSNOTAVAILABLE;
 }
