@@ -141,7 +141,8 @@ LONG ZoFio_IsTemplateAPreset(IZoRenderFileClass* cls, const tagZOTEMPLATExV2* tp
     if (preset->size == tpl->size && std::memcmp(preset, tpl, tpl->size) == 0) {
       level = 7;
     } else if (preset->cbPrivate == tpl->cbPrivate &&
-               std::memcmp(preset, tpl, offsetof(tagZOTEMPLATExV2, cchText)) == 0 &&
+               std::memcmp(reinterpret_cast<const BYTE*>(preset) + 4, reinterpret_cast<const BYTE*>(tpl) + 4,
+                           offsetof(tagZOTEMPLATExV2, cchText) - 4) == 0 &&
                std::memcmp(ZoTemplate_Private(preset), ZoTemplate_Private(tpl), tpl->cbPrivate) == 0) {
       level = 5;
     } else if (std::u16string_view(ZoTemplate_Name(preset)) == ZoTemplate_Name(tpl)) {
