@@ -305,8 +305,11 @@ class WaveRenderFile final : public ffbase::BaseRenderFile {
     const size_t pad = m_container == Container::Wave ? size_t(dataBytes & 1) : size_t((8 - (24 + dataBytes) % 8) % 8);
     static const BYTE zeros[8] = {};
     if (pad && !WriteAll(file, zeros, pad)) return ZOERR_DISKFULL;
+    // No flush to the disk here: the file is renamed over the destination
+    // only afterwards, and a flush of a whole render would cost as much as
+    // writing it again.
     if (!SeekTo(file, 0) || !WriteAll(file, header.data(), header.size())) return ZOERR_FILE_WRITE;
-    return FlushFileBuffers(file) ? S_OK : ZOERR_FILE_WRITE;
+    return S_OK;
   }
 
   Container m_container;
