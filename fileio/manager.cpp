@@ -14,6 +14,7 @@
 #include "fileio/enumerators.h"
 #include "fileio/profile_like.h"
 #include "fileio/rank_tables.h"
+#include "fileio/zotemplate_cache.h"
 #include "platform/file.h"
 #include "platform/profile.h"
 #include "platform/wtext.h"
@@ -175,6 +176,8 @@ HRESULT CZoFileIOManager::Create(DWORD flags, const _ZOFIO_KEYED_INFO* info, con
 HRESULT CZoFileIOManager::Shutdown() {
   detail::NamedMutexHold hold(m_mutex.get());
   if (m_shutDown) return S_OK;
+  // The template cache holds copies only; it goes before the classes.
+  ZoFio_DropManagerTemplateCache(this);
   if (m_readerEnum) m_readerEnum->Release();
   if (m_rendererEnum) m_rendererEnum->Release();
   if (m_pluginEnum) m_pluginEnum->Release();

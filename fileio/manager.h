@@ -62,6 +62,8 @@ class CZoFileIOManager final : public IZoFileIOMgrForApp {
   HRESULT FindRenderClassByExtension(IZoRenderFileClass** out, LPCWSTR ext, LONG* position) override;
   HRESULT OpenReadFile(LPCWSTR fileName, IZoReadFile** out, DWORD flags) override;
   HRESULT OpenReadFileWithClass(LPCWSTR fileName, IZoReadFile** out, REFGUID classId, DWORD flags) override;
+  // Editing a template is a dialog of the host's UI kit; a library without a
+  // UI has nothing to show, so the slot stays unimplemented.
   HRESULT EditTemplate(HWND, IZoRenderFileClass*, tagZOTEMPLATExV2**, DWORD) override { return E_NOTIMPL; }
   HRESULT Initialize(DWORD flags) override;
   HRESULT Shutdown() override;
