@@ -36,6 +36,29 @@ class VANE_EXPORT CZoTemplateCache {
   LONG refs = 0;
 };
 
+// A process's own view of a class's templates: the global cache (shared,
+// copied before this view changes it), a flat list of every template in
+// kind order (private first, then presets, then user folders), a position
+// for walking it, and one node of templates private to this process.
+class VANE_EXPORT CZoPrivateTemplateCache {
+ public:
+  ~CZoPrivateTemplateCache();
+  // Adds a copy of tpl to the private node and rebuilds the flat list.
+  HRESULT AddPrivate(const tagZOTEMPLATExV2* tpl);
+  // The template at the position (not a copy), advancing it; null at the end.
+  const tagZOTEMPLATExV2* Next();
+  void Reset() { position = 0; }
+  LONG Count() const { return flat ? flat->nItems : 0; }
+  HRESULT Rebuild();
+
+  CZoTemplateCache* global = nullptr;  // one reference held
+  bool shared = true;
+  tZOLIST* flat = nullptr;             // pointers into the nodes, not owned
+  LONG position = 0;
+  CZoTemplateCache::FolderNode privateNode;
+  DWORD flags = 0;
+};
+
 // The root of the template folders ($VANE_TEMPLATE_DIR, else the roaming
 // application data of this program) and a class's folder of one kind.
 VANE_EXPORT std::string ZoTemplate_RootFolder();
@@ -46,6 +69,10 @@ VANE_EXPORT HRESULT ZoFio_GetGlobalTemplateCache(IZoFileIOManager* manager, IZoR
 VANE_EXPORT HRESULT ZoFio_ReleaseGlobalTemplateCache(CZoTemplateCache* cache);
 // Drops the manager's own reference (its shutdown).
 VANE_EXPORT HRESULT ZoFio_DropManagerTemplateCache(IZoFileIOManager* manager);
+
+VANE_EXPORT HRESULT ZoFio_CreatePrivateTemplateCache(IZoFileIOManager* manager, IZoRenderFileClass* cls,
+                                                     DWORD flags, CZoPrivateTemplateCache** out);
+VANE_EXPORT void ZoFio_ReleasePrivateTemplateCache(CZoPrivateTemplateCache* cache);
 
 VANE_EXPORT HRESULT ZoFio_GetTemplateList(IZoFileIOManager* manager, IZoRenderFileClass* cls, tZOLIST** out);
 VANE_EXPORT HRESULT ZoFio_GetFilteredTemplateList(IZoFileIOManager* manager, IZoRenderFileClass* cls, tZOLIST** out,

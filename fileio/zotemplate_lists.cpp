@@ -343,6 +343,61 @@ HRESULT ZoFio_DropManagerTemplateCache(IZoFileIOManager* manager) {
   return S_OK;
 }
 
+CZoPrivateTemplateCache::~CZoPrivateTemplateCache() {
+  if (flat) ZoList_Destroy(flat);
+  ZoFio_ReleaseTemplateList(privateNode.templates);
+  ZoFio_ReleaseGlobalTemplateCache(global);
+}
+
+HRESULT CZoPrivateTemplateCache::Rebuild() {
+  if (flat) ZoList_DeleteList(flat, 0, flat->nItems, FALSE);
+  else VANE_RETURN_IF_FAILED(ZoList_CreateExZ(&flat, sizeof(void*), 8, 8, 0, 0, 0, 0));
+  auto addNode = [this](const CZoTemplateCache::FolderNode& node) {
+    for (LONG i = 0; node.templates && i < node.templates->nItems; ++i) {
+      void* p = ZoList_PointerAt(node.templates, i);
+      VANE_RETURN_IF_FAILED(ZoList_InsertList(flat, flat->nItems, &p, 1));
+    }
+    return S_OK;
+  };
+  VANE_RETURN_IF_FAILED(addNode(privateNode));
+  for (const auto& node : global->folders) VANE_RETURN_IF_FAILED(addNode(node));
+  position = 0;
+  return S_OK;
+}
+
+HRESULT CZoPrivateTemplateCache::AddPrivate(const tagZOTEMPLATExV2* tpl) {
+  tagZOTEMPLATExV2* copy = nullptr;
+  VANE_RETURN_IF_FAILED(ZoFio_CopyTemplate(&copy, tpl));
+  VANE_RETURN_IF_FAILED(ZoFio_AppendTemplate(privateNode.templates, copy));
+  return Rebuild();
+}
+
+const tagZOTEMPLATExV2* CZoPrivateTemplateCache::Next() {
+  if (!flat || position >= flat->nItems) return nullptr;
+  return static_cast<const tagZOTEMPLATExV2*>(ZoList_PointerAt(flat, position++));
+}
+
+HRESULT ZoFio_CreatePrivateTemplateCache(IZoFileIOManager* manager, IZoRenderFileClass* cls, DWORD flags,
+                                         CZoPrivateTemplateCache** out) {
+  if (!out) return E_POINTER;
+  *out = nullptr;
+  auto* cache = new (std::nothrow) CZoPrivateTemplateCache();
+  if (!cache) return E_OUTOFMEMORY;
+  cache->flags = flags;
+  cache->privateNode.kind = ZOTEMPLATE_KIND_PRIVATE;
+  HRESULT hr = ZoFio_CreateTemplateList(&cache->privateNode.templates);
+  if (SUCCEEDED(hr)) hr = ZoFio_GetGlobalTemplateCache(manager, cls, &cache->global);
+  if (SUCCEEDED(hr)) hr = cache->Rebuild();
+  if (FAILED(hr)) {
+    delete cache;
+    return hr;
+  }
+  *out = cache;
+  return S_OK;
+}
+
+void ZoFio_ReleasePrivateTemplateCache(CZoPrivateTemplateCache* cache) { delete cache; }
+
 HRESULT ZoFio_GetTemplateList(IZoFileIOManager* manager, IZoRenderFileClass* cls, tZOLIST** out) {
   return ZoFio_GetFilteredTemplateList(manager, cls, out, 0);
 }

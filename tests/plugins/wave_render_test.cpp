@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
+#include <cstring>
 #include <string>
 #include <tuple>
 
@@ -339,6 +340,41 @@ TEST_F(WaveRenderTest, ClassListsPresetsThenSavedTemplatesAndSetsBadFilesApart) 
   EXPECT_EQ(ZoFio_IsTemplateAPreset(cls.Get(), byName, &index), 0);
   EXPECT_EQ(index, -2);
   for (auto* t : {mine, renamed, foreign, byName}) ZoFio_ReleaseTemplate(t);
+}
+
+TEST_F(WaveRenderTest, LastUsedTemplateAndThePrivateView) {
+  ComPtr<IZoRenderFileClass> cls = Renderer(GUID_VaneWaveRenderer);
+  tagZOTEMPLATExV2* t = Preset(GUID_VaneWaveRenderer, u"32-bit float 48 kHz stereo");
+  ASSERT_EQ(ZoFio_SaveAppLastUsedTemplate(cls.Get(), t, u"-render", FALSE), S_OK);
+  EXPECT_EQ(ZoFio_SaveAppLastUsedTemplate(cls.Get(), t, u"-render", FALSE), ZOERR_FILE_EXISTS);
+  tagZOTEMPLATExV2* back = nullptr;
+  ASSERT_EQ(ZoFio_LoadAppLastUsedTemplate(cls.Get(), u"-render", &back), S_OK);
+  EXPECT_EQ(back->size, t->size);
+  EXPECT_EQ(std::memcmp(back, t, t->size), 0);
+  ZoFio_ReleaseTemplate(&back);
+  ASSERT_EQ(ZoFio_DeleteAppLastUsedTemplate(cls.Get(), u"-render"), S_OK);
+  EXPECT_TRUE(FAILED(ZoFio_LoadAppLastUsedTemplate(cls.Get(), u"-render", &back)));
+
+  // The private view lists this process's own templates before the presets.
+  CZoPrivateTemplateCache* view = nullptr;
+  ASSERT_EQ(ZoFio_CreatePrivateTemplateCache(m_manager, cls.Get(), 0, &view), S_OK);
+  LONG presets = 0;
+  cls->GetPresetCount(&presets);
+  EXPECT_EQ(view->Count(), presets);
+  tagZOTEMPLATExV2* mine = nullptr;
+  ASSERT_EQ(ZoTemplate_Rebuild(&mine, t, u"Only here", u"", nullptr, 0), S_OK);
+  ASSERT_EQ(view->AddPrivate(mine), S_OK);
+  EXPECT_EQ(view->Count(), presets + 1);
+  EXPECT_EQ(std::u16string(ZoTemplate_Name(view->Next())), u"Only here");
+  EXPECT_EQ(std::u16string(ZoTemplate_Name(view->Next())), u"Same as source");
+  ZoFio_ReleasePrivateTemplateCache(view);
+  // The class's list is not changed by a private view.
+  tZOLIST* list = nullptr;
+  ASSERT_EQ(ZoFio_GetTemplateList(m_manager, cls.Get(), &list), S_OK);
+  EXPECT_EQ(list->nItems, presets);
+  ZoFio_ReleaseTemplateList(list);
+  ZoFio_ReleaseTemplate(mine);
+  ZoFio_ReleaseTemplate(t);
 }
 
 }  // namespace
