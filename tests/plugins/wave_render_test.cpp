@@ -5,6 +5,7 @@
 // in ffprobe and sox with the facts we meant; a cancelled or failed render
 // must leave the destination as it was and nothing beside it.
 #include <gtest/gtest.h>
+#include <sndfile.h>
 
 #include <cstdlib>
 #include <cstring>
@@ -173,6 +174,24 @@ TEST_P(PresetRender, SamplesEqualFfmpegsConversionAndToolsReadTheFile) {
   std::string sox;
   ASSERT_EQ(RunCommand("sox --i -s " + ShellQuote(ours.string()), &sox), 0);
   EXPECT_EQ(std::stoll(sox), 66150);
+  // libsndfile opens it with the format we meant.
+  SF_INFO info{};
+  SNDFILE* sf = sf_open(ours.c_str(), SFM_READ, &info);
+  ASSERT_NE(sf, nullptr) << sf_strerror(nullptr);
+  EXPECT_EQ(info.frames, 66150);
+  EXPECT_EQ(info.samplerate, 44100);
+  EXPECT_EQ(info.channels, 2);
+  EXPECT_EQ(info.format & SF_FORMAT_TYPEMASK, w64 ? SF_FORMAT_W64 : SF_FORMAT_WAV);
+  const int subtype = codec == "pcm_s24le" ? SF_FORMAT_PCM_24 : codec == "pcm_f32le" ? SF_FORMAT_FLOAT : SF_FORMAT_PCM_16;
+  EXPECT_EQ(info.format & SF_FORMAT_SUBMASK, subtype);
+  sf_close(sf);
+  if (vane::test::HaveTool("mediainfo")) {
+    std::string mi;
+    ASSERT_EQ(RunCommand("mediainfo --Inform='Audio;%SamplingRate% %Channels% %BitDepth%' " + ShellQuote(ours.string()), &mi),
+              0);
+    const std::string bits = codec == "pcm_s24le" ? "24" : codec == "pcm_f32le" ? "32" : "16";
+    EXPECT_EQ(mi.substr(0, mi.find_last_not_of("\r\n") + 1), "44100 2 " + bits) << mi;
+  }
 }
 
 std::vector<Case> PresetCases() {
