@@ -4,9 +4,13 @@
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
+#include <string>
+#include <system_error>
 #include <vector>
 
 #include "platform/file.h"
+#include "platform/wtext.h"
 #include "riff/aiff.h"
 #include "riff/detail/file_access.h"
 #include "riff/riff_api.h"
@@ -48,6 +52,15 @@ class OwnedFile {
   }
   OwnedFile(const OwnedFile&) = delete;
   OwnedFile& operator=(const OwnedFile&) = delete;
+  // Closes the handle held and takes the other's.
+  OwnedFile& operator=(OwnedFile&& other) noexcept {
+    if (this != &other) {
+      if (ok()) CloseHandle(m_h);
+      m_h = other.m_h;
+      other.m_h = INVALID_HANDLE_VALUE;
+    }
+    return *this;
+  }
   bool ok() const { return m_h != INVALID_HANDLE_VALUE && m_h != nullptr; }
   HANDLE get() const { return m_h; }
 
@@ -216,6 +229,63 @@ HRESULT ScanFor(HANDLE file, std::int64_t from, std::int64_t limit, const void* 
   }
 }
 
+// The body position and size of a Wave file's first "fmt " chunk.
+HRESULT LocateFormatChunk(HANDLE file, std::int64_t* body, DWORD* size) {
+  DWORD r = 0, form = 0;
+  if (!FileSeek(file, 0, FILE_BEGIN)) return ZOERR_FILE_READ;
+  VANE_RETURN_IF_FAILED(riff_ReadFileID(file, &r, &form));
+  VANE_RETURN_IF_FAILED(riff_FindChunkHeader(file, kFourCC_fmt, size, &r));
+  return FileTell(file, body) ? S_OK : ZOERR_FILE_READ;
+}
+
+// Copies count bytes from `from` in src to the position of dst.
+HRESULT CopyRange(HANDLE src, std::int64_t from, std::uint64_t count, HANDLE dst) {
+  std::vector<BYTE> block(1 << 16);
+  if (!FileSeek(src, from, FILE_BEGIN)) return ZOERR_FILE_READ;
+  while (count) {
+    const DWORD n = DWORD(std::min<std::uint64_t>(count, block.size()));
+    if (!FileReadExact(src, block.data(), n)) return ZOERR_FILE_READ;
+    if (!FileWriteExact(dst, block.data(), n)) return ZOERR_FILE_WRITE;
+    count -= n;
+  }
+  return S_OK;
+}
+
+// Writes a copy of the file with its format chunk (body at `body`, `oldSize`
+// bytes) replaced by an 18-byte one, beside the original, and renames it
+// over the original once complete. The original stays as it was on failure.
+HRESULT RewriteWithFormat(OwnedFile& file, LPCWSTR name, std::int64_t body, DWORD oldSize, const WAVEFORMATEX& w) {
+  std::int64_t total = 0;
+  if (!FileSize(file.get(), &total)) return ZOERR_FILE_READ;
+  const std::int64_t chunkStart = body - 8;
+  const std::int64_t after = std::min<std::int64_t>(body + std::int64_t(oldSize) + (oldSize & 1), total);
+  const std::u16string target(name);
+  const std::u16string work = target + u".vane-tmp";
+  HRESULT hr = S_OK;
+  {
+    OwnedFile out(CreateFileW(work.c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS,
+                              FILE_ATTRIBUTE_NORMAL, nullptr));
+    if (!out.ok()) return ZOERR_FILE_OPEN;
+    hr = CopyRange(file.get(), 0, std::uint64_t(chunkStart), out.get());
+    if (SUCCEEDED(hr)) hr = riff_WriteChunk(out.get(), kFourCC_fmt, &w, sizeof w, nullptr);
+    if (SUCCEEDED(hr)) hr = CopyRange(file.get(), after, std::uint64_t(total - after), out.get());
+    // The outer size follows the change in the chunk's length.
+    const LONGLONG delta = LONGLONG(8 + sizeof w) - (after - chunkStart);
+    if (SUCCEEDED(hr)) hr = riff_UpdateRIFFSize(out.get(), delta);
+    if (SUCCEEDED(hr) && !FlushFileBuffers(out.get())) hr = ZOERR_FILE_WRITE;
+  }
+  if (SUCCEEDED(hr)) {
+    // The copy keeps the original's permissions.
+    std::error_code ec;
+    const auto perms = std::filesystem::status(vane::platform::ToUtf8(target), ec).permissions();
+    if (!ec) std::filesystem::permissions(vane::platform::ToUtf8(work), perms, ec);
+    file = OwnedFile(INVALID_HANDLE_VALUE);
+    if (!MoveFileExW(work.c_str(), target.c_str(), MOVEFILE_REPLACE_EXISTING)) hr = ZOERR_FILE_WRITE;
+  }
+  if (FAILED(hr)) DeleteFileW(work.c_str());
+  return hr;
+}
+
 bool StartsRf64(HANDLE file) {
   BYTE h[4] = {};
   if (!FileSeek(file, 0, FILE_BEGIN) || !FileReadExact(file, h, 4)) return false;
@@ -272,8 +342,10 @@ WAVEFORMATEX* ZoGetFileWfx(LPCWSTR name, ULONGLONG* sampleCount, ULONGLONG* data
   return wfx;
 }
 
-HRESULT ZoSetFileWfx(LPCWSTR name, const WAVEFORMATEX* format) {
-  if (!format) return E_POINTER;
+HRESULT ZoSetFileWfx(LPCWSTR name, const WAVEFORMATEX* format) { return ZoSetFileWfx(name, format, TRUE); }
+
+HRESULT ZoSetFileWfx(LPCWSTR name, const WAVEFORMATEX* format, BOOL allowRewrite) {
+  if (!format || !name) return E_POINTER;
   VANE_RETURN_IF_FAILED(CheckWriterFormat(*format, false));
   // Only the 18-byte head is written: an extensible record would lose its
   // sub-format and leave a format chunk no reader can use.
@@ -285,10 +357,19 @@ HRESULT ZoSetFileWfx(LPCWSTR name, const WAVEFORMATEX* format) {
   FileSize(f.get(), &size);
   if (WAVEFORMATEX* probe = ProbeWave(f.get(), size, nullptr, nullptr)) {
     std::free(probe);
-    // A fresh chunk behind the form: the first chunk's 26 bytes are replaced.
     const WAVEFORMATEX w = Written(*format);
-    if (!FileSeek(f.get(), 12, FILE_BEGIN)) return ZOERR_FILE_WRITE;
-    return riff_WriteChunk(f.get(), kFourCC_fmt, &w, sizeof w, nullptr);
+    std::int64_t body = 0;
+    DWORD old = 0;
+    VANE_RETURN_IF_FAILED(LocateFormatChunk(f.get(), &body, &old));
+    // The record fits the chunk as it stands: patch it there. A 16-byte chunk
+    // holds a PCM record whole, since its cbSize is 0 anyway.
+    if (old == sizeof w || (old == 16 && w.wFormatTag == WAVE_FORMAT_PCM)) {
+      if (!FileSeek(f.get(), body, FILE_BEGIN) || !FileWriteExact(f.get(), &w, old)) return ZOERR_FILE_WRITE;
+      return FlushFileBuffers(f.get()) ? S_OK : ZOERR_FILE_WRITE;
+    }
+    // Otherwise the chunk changes size and everything behind it moves.
+    if (!allowRewrite) return ZOERR_UNSUPPORTED_MEDIATYPE;
+    return RewriteWithFormat(f, name, body, old, w);
   }
   WAVEFORMATEX old;
   DWORD frames = 0;

@@ -196,6 +196,109 @@ TEST(Headers, InsertRulesOnHeaderSize) {
   EXPECT_FALSE(ZoAudio_FixBadWfx(&twenty));
 }
 
+// ---- changing the format of a file
+std::uint64_t SoxRate(const std::filesystem::path& p) {
+  std::string out;
+  if (RunCommand("soxi -r " + ShellQuote(p.string()) + " 2>/dev/null", &out) != 0) return 0;
+  return std::strtoull(out.c_str(), nullptr, 10);
+}
+
+// The bytes of the data chunk, as our reader finds them.
+std::vector<std::uint8_t> DataBytes(const std::filesystem::path& p) {
+  ULONGLONG samples = 0, offset = 0;
+  WfxPtr w(ZoGetFileWfx(Wide(p).c_str(), &samples, &offset));
+  if (!w) return {};
+  const auto bytes = ReadBytes(p);
+  const size_t end = size_t(offset + samples * w->nBlockAlign);
+  if (end > bytes.size()) return {};
+  return {bytes.begin() + long(offset), bytes.begin() + long(end)};
+}
+
+struct FormatLayout {
+  const char* name;
+  const char* tool;
+  std::string command;  // {} stands for the output file
+  WAVEFORMATEX next;    // the format set; its rate differs from the file's 8000
+};
+void PrintTo(const FormatLayout& l, std::ostream* os) { *os << l.name; }
+
+WAVEFORMATEX Float32(WORD channels, DWORD rate) {
+  return WAVEFORMATEX{WAVE_FORMAT_IEEE_FLOAT, channels, rate, rate * channels * 4u, WORD(channels * 4), 32, 0};
+}
+
+class SetFormat : public ::testing::TestWithParam<FormatLayout> {};
+
+TEST_P(SetFormat, NewFormatReadsBackAndTheSamplesStayWhole) {
+  const FormatLayout& l = GetParam();
+  if (!HaveTool(l.tool)) GTEST_SKIP() << l.tool << " is not installed";
+  VANE_REQUIRE_TOOL("soxi");
+  ScratchDir dir;
+  const auto p = dir / "f.wav";
+  std::string command = l.command;
+  command.replace(command.find("{}"), 2, ShellQuote(p.string()));
+  ASSERT_TRUE(Make(command));
+  const std::uint64_t samples = SoxSamples(p);
+  const auto data = DataBytes(p);
+  ASSERT_FALSE(data.empty());
+  ASSERT_EQ(ZoSetFileWfx(Wide(p).c_str(), &l.next), S_OK);
+  EXPECT_EQ(SoxRate(p), l.next.nSamplesPerSec);
+  EXPECT_EQ(SoxSamples(p), samples);
+  WfxPtr back(ZoGetFileWfx(Wide(p).c_str(), nullptr, nullptr));
+  ASSERT_TRUE(back);
+  EXPECT_EQ(back->wFormatTag, l.next.wFormatTag);
+  EXPECT_EQ(back->nSamplesPerSec, l.next.nSamplesPerSec);
+  EXPECT_EQ(DataBytes(p), data);
+  EXPECT_FALSE(std::filesystem::exists(dir / "f.wav.vane-tmp"));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Layouts, SetFormat,
+    ::testing::Values(
+        FormatLayout{"sox 16-byte chunk", "sox", "sox -n -r 8000 -c 2 -b 16 -t wavpcm {} synth 0.2 sine 440",
+                     Pcm(2, 16000, 16)},
+        FormatLayout{"sox float, 18-byte chunk and fact", "sox",
+                     "sox -n -r 8000 -c 1 -e floating-point -b 32 -t wav {} synth 0.2 sine 440", Float32(1, 16000)},
+        FormatLayout{"ffmpeg with INFO ahead of data", "ffmpeg",
+                     "ffmpeg -v error -f lavfi -i sine=sample_rate=8000:duration=0.2 -ac 2 -metadata title=x "
+                     "-c:a pcm_s16le {}",
+                     Pcm(2, 16000, 16)},
+        FormatLayout{"ffmpeg extensible 24-bit", "ffmpeg",
+                     "ffmpeg -v error -f lavfi -i sine=sample_rate=8000:duration=0.2 -ac 2 -c:a pcm_s24le {}",
+                     Pcm(2, 16000, 24)},
+        FormatLayout{"ffmpeg extensible float", "ffmpeg",
+                     "ffmpeg -v error -f lavfi -i sine=sample_rate=8000:duration=0.2 -ac 2 -c:a pcm_f32le {}",
+                     Float32(2, 16000)},
+        FormatLayout{"float record into a 16-byte chunk grows it", "sox",
+                     "sox -n -r 8000 -c 1 -b 32 -t wavpcm {} synth 0.2 sine 440", Float32(1, 22050)}));
+
+TEST(SetFormatRules, RefusesToMoveSamplesWhenTheCallerForbidsItAndRebuildsAiff) {
+  VANE_REQUIRE_TOOL("ffmpeg");
+  VANE_REQUIRE_TOOL("sox");
+  ScratchDir dir;
+  const auto wav = dir / "e.wav", aiff = dir / "a.aiff", ours = dir / "o.wav";
+  ASSERT_TRUE(Make("ffmpeg -v error -f lavfi -i sine=sample_rate=8000:duration=0.2 -ac 2 -c:a pcm_s24le " +
+                   ShellQuote(wav.string())));
+  const auto before = ReadBytes(wav);
+  const WAVEFORMATEX next = Pcm(2, 16000, 24);
+  EXPECT_EQ(ZoSetFileWfx(Wide(wav).c_str(), &next, FALSE), ZOERR_UNSUPPORTED_MEDIATYPE);
+  EXPECT_EQ(ReadBytes(wav), before);
+
+  // An AIFF keeps its frames; its COMM body is rebuilt.
+  ASSERT_TRUE(Make("sox -n -r 8000 -c 1 -b 16 " + ShellQuote(aiff.string()) + " synth 0.2 sine 440"));
+  const WAVEFORMATEX mono = Pcm(1, 11025, 16);
+  ASSERT_EQ(ZoSetFileWfx(Wide(aiff).c_str(), &mono), S_OK);
+  EXPECT_EQ(SoxRate(aiff), 11025u);
+  EXPECT_EQ(SoxSamples(aiff), 1600u);
+
+  // A file of ours has the 18-byte chunk: patched where it stands.
+  const WAVEFORMATEX f = Pcm(2, 8000, 16);
+  ASSERT_EQ(ZoInitializeWav(Wide(ours).c_str(), &f, 2), S_OK);
+  Append(ours, Samples(400));
+  const WAVEFORMATEX faster = Pcm(2, 32000, 16);
+  ASSERT_EQ(ZoSetFileWfx(Wide(ours).c_str(), &faster, FALSE), S_OK);
+  EXPECT_EQ(std::filesystem::file_size(ours), 446u);
+}
+
 // ---- crashed recordings
 enum class Crash { SizesZero, TruncatedMidSample, SizesBeyondFile };
 
