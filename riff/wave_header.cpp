@@ -286,6 +286,56 @@ HRESULT RewriteWithFormat(OwnedFile& file, LPCWSTR name, std::int64_t body, DWOR
   return hr;
 }
 
+HRESULT SkipTo(HANDLE file, std::int64_t position) {
+  return FileSeek(file, position, FILE_BEGIN) ? S_OK : ZOERR_FILE_WRITE;
+}
+
+// The header writers behind ZoInsert*Header. A repair passes zeroJunk false:
+// the bytes inside the JUNK filler stay as they were, since they may be
+// samples whose data header was lost.
+HRESULT InsertWavHeader(HANDLE file, const WAVEFORMATEX* format, DWORD dataSize, DWORD headerSize, bool zeroJunk) {
+  if (!format) return E_POINTER;
+  VANE_RETURN_IF_FAILED(CheckWriterFormat(*format));
+  std::int64_t size = 0, keep = 0;
+  if (!FileSize(file, &size) || !FileTell(file, &keep)) return ZOERR_FILE_READ;
+  const DWORD h = headerSize;
+  if ((h & 1) || size < 46 || h < 46) return ZOERR_NEWER_VERSION;
+  if (h > 46 && h < 54) return ZOERR_NEWER_VERSION;  // no room for a JUNK header
+  const WAVEFORMATEX w = Written(*format);
+  HRESULT hr = FileSeek(file, 0, FILE_BEGIN) ? S_OK : ZOERR_FILE_WRITE;
+  if (SUCCEEDED(hr)) hr = riff_WriteFileID(file, kFourCC_WAVE, DWORD(std::uint64_t(dataSize) + h - 8));
+  if (SUCCEEDED(hr)) hr = riff_WriteChunk(file, kFourCC_fmt, &w, sizeof w, nullptr);
+  if (SUCCEEDED(hr) && h > 46) {
+    hr = riff_WriteChunkHeader(file, kFourCC_JUNK, h - 54);
+    if (SUCCEEDED(hr)) hr = zeroJunk ? WriteZeros(file, h - 54) : SkipTo(file, h - 8);
+  }
+  if (SUCCEEDED(hr)) hr = riff_WriteChunkHeader(file, kFourCC_data, dataSize);
+  FileSeek(file, keep, FILE_BEGIN);
+  return hr;
+}
+
+HRESULT InsertW64Header(HANDLE file, const WAVEFORMATEX* format, ULONGLONG dataSize, ULONGLONG headerSize,
+                        bool zeroJunk) {
+  if (!format) return E_POINTER;
+  VANE_RETURN_IF_FAILED(CheckWriterFormat(*format));
+  std::int64_t size = 0, keep = 0;
+  if (!FileSize(file, &size) || !FileTell(file, &keep)) return ZOERR_FILE_READ;
+  const ULONGLONG h = headerSize;
+  if ((h & 7) || size < 112 || h < 112 || h > (1ULL << 40)) return ZOERR_NEWER_VERSION;
+  if (h != 112 && h - 112 < 24) return ZOERR_NEWER_VERSION;
+  const WAVEFORMATEX w = Written(*format);
+  HRESULT hr = FileSeek(file, 0, FILE_BEGIN) ? S_OK : ZOERR_FILE_WRITE;
+  if (SUCCEEDED(hr)) hr = riff64_WriteFileID(file, &kW64_wave, dataSize + h - 24);
+  if (SUCCEEDED(hr)) hr = riff64_WriteChunk(file, &kW64_fmt, &w, sizeof w, nullptr);
+  if (SUCCEEDED(hr) && h > 112) {
+    hr = riff64_WriteChunkHeader(file, &kW64_junk, h - 136);
+    if (SUCCEEDED(hr)) hr = zeroJunk ? WriteZeros(file, h - 136) : SkipTo(file, std::int64_t(h - 24));
+  }
+  if (SUCCEEDED(hr)) hr = riff64_WriteChunkHeader(file, &kW64_data, dataSize);
+  FileSeek(file, keep, FILE_BEGIN);
+  return hr;
+}
+
 bool StartsRf64(HANDLE file) {
   BYTE h[4] = {};
   if (!FileSeek(file, 0, FILE_BEGIN) || !FileReadExact(file, h, 4)) return false;
@@ -443,45 +493,11 @@ HRESULT ZoInitializeWav64WithJunk(LPCWSTR name, const WAVEFORMATEX* format, DWOR
 }
 
 HRESULT ZoInsertWavHeader(HANDLE file, const WAVEFORMATEX* format, DWORD dataSize, DWORD headerSize) {
-  if (!format) return E_POINTER;
-  VANE_RETURN_IF_FAILED(CheckWriterFormat(*format));
-  std::int64_t size = 0, keep = 0;
-  if (!FileSize(file, &size) || !FileTell(file, &keep)) return ZOERR_FILE_READ;
-  const DWORD h = headerSize;
-  if ((h & 1) || size < 46 || h < 46) return ZOERR_NEWER_VERSION;
-  if (h > 46 && h < 54) return ZOERR_NEWER_VERSION;  // no room for a JUNK header
-  const WAVEFORMATEX w = Written(*format);
-  HRESULT hr = FileSeek(file, 0, FILE_BEGIN) ? S_OK : ZOERR_FILE_WRITE;
-  if (SUCCEEDED(hr)) hr = riff_WriteFileID(file, kFourCC_WAVE, DWORD(std::uint64_t(dataSize) + h - 8));
-  if (SUCCEEDED(hr)) hr = riff_WriteChunk(file, kFourCC_fmt, &w, sizeof w, nullptr);
-  if (SUCCEEDED(hr) && h > 46) {
-    hr = riff_WriteChunkHeader(file, kFourCC_JUNK, h - 54);
-    if (SUCCEEDED(hr)) hr = WriteZeros(file, h - 54);
-  }
-  if (SUCCEEDED(hr)) hr = riff_WriteChunkHeader(file, kFourCC_data, dataSize);
-  FileSeek(file, keep, FILE_BEGIN);
-  return hr;
+  return InsertWavHeader(file, format, dataSize, headerSize, true);
 }
 
 HRESULT ZoInsertW64Header(HANDLE file, const WAVEFORMATEX* format, ULONGLONG dataSize, ULONGLONG headerSize) {
-  if (!format) return E_POINTER;
-  VANE_RETURN_IF_FAILED(CheckWriterFormat(*format));
-  std::int64_t size = 0, keep = 0;
-  if (!FileSize(file, &size) || !FileTell(file, &keep)) return ZOERR_FILE_READ;
-  const ULONGLONG h = headerSize;
-  if ((h & 7) || size < 112 || h < 112 || h > (1ULL << 40)) return ZOERR_NEWER_VERSION;
-  if (h != 112 && h - 112 < 24) return ZOERR_NEWER_VERSION;
-  const WAVEFORMATEX w = Written(*format);
-  HRESULT hr = FileSeek(file, 0, FILE_BEGIN) ? S_OK : ZOERR_FILE_WRITE;
-  if (SUCCEEDED(hr)) hr = riff64_WriteFileID(file, &kW64_wave, dataSize + h - 24);
-  if (SUCCEEDED(hr)) hr = riff64_WriteChunk(file, &kW64_fmt, &w, sizeof w, nullptr);
-  if (SUCCEEDED(hr) && h > 112) {
-    hr = riff64_WriteChunkHeader(file, &kW64_junk, h - 136);
-    if (SUCCEEDED(hr)) hr = WriteZeros(file, h - 136);
-  }
-  if (SUCCEEDED(hr)) hr = riff64_WriteChunkHeader(file, &kW64_data, dataSize);
-  FileSeek(file, keep, FILE_BEGIN);
-  return hr;
+  return InsertW64Header(file, format, dataSize, headerSize, true);
 }
 
 HRESULT ZoFixTrashedWav(HANDLE file, const WAVEFORMATEX* hints, DWORD headerLimit) {
@@ -532,7 +548,7 @@ HRESULT ZoFixTrashedWav(HANDLE file, const WAVEFORMATEX* hints, DWORD headerLimi
     if (SUCCEEDED(hr)) hr = riff_WriteChunkHeader(file, kFourCC_data, DWORD(data));
     return finish(hr);
   }
-  return finish(ZoInsertWavHeader(file, &fixed, DWORD(data), DWORD(start)));
+  return finish(InsertWavHeader(file, &fixed, DWORD(data), DWORD(start), false));
 }
 
 HRESULT ZoFixTrashedW64(HANDLE file, const WAVEFORMATEX* hints, ULONGLONG headerLimit) {
@@ -549,19 +565,37 @@ HRESULT ZoFixTrashedW64(HANDLE file, const WAVEFORMATEX* hints, ULONGLONG header
   if (!FileSeek(file, 64, FILE_BEGIN) || !FileReadExact(file, &rec, sizeof rec)) return finish(ZOERR_FILE_READ);
   const WAVEFORMATEX fixed = RepairRecord(rec, hint);
 
-  std::int64_t start = -1;
-  LONGLONG r = limit;
-  ULONGLONG sz = 0;
-  if (FileSeek(file, 88, FILE_BEGIN) && SUCCEEDED(riff64_FindChunkHeader(file, &kW64_data, &sz, &r))) {
-    FileTell(file, &start);
-  } else {
+  // The walk goes from the first chunk, so that the data chunk is found
+  // behind a format chunk of any size (other writers put a 16- or 40-byte
+  // record there, which puts the data header at 80 or 104); then from behind
+  // the record of our own layout; then the bytes are scanned from the
+  // earliest place a data header can stand, behind the shortest format chunk.
+  auto walk = [&](std::int64_t from, LONGLONG remaining) {
+    ULONGLONG sz = 0;
+    std::int64_t at = -1;
+    if (FileSeek(file, from, FILE_BEGIN) && SUCCEEDED(riff64_FindChunkHeader(file, &kW64_data, &sz, &remaining)))
+      FileTell(file, &at);
+    return at;
+  };
+  std::int64_t start = walk(40, limit - 40);
+  if (start < 0) start = walk(88, limit);
+  if (start < 0) {
     std::int64_t hit = 0;
-    const HRESULT scan = ScanFor(file, 88, limit, &kW64_data, 16, &hit);
+    const HRESULT scan = ScanFor(file, 80, limit, &kW64_data, 16, &hit);
     if (FAILED(scan)) return finish(scan);
     start = scan == S_OK ? hit + 24 : hit;
   }
   if (start > size) start = size;
   const std::uint64_t align = fixed.nBlockAlign ? fixed.nBlockAlign : 1;
   const std::uint64_t data = std::uint64_t(size - start) / align * align;
-  return finish(ZoInsertW64Header(file, &fixed, data, ULONGLONG(start)));
+  if (start == 104) {
+    // A 16-byte format record ahead of the samples: rewrite it in its own size.
+    HRESULT hr = CheckWriterFormat(fixed);
+    if (SUCCEEDED(hr)) hr = FileSeek(file, 0, FILE_BEGIN) ? S_OK : ZOERR_FILE_WRITE;
+    if (SUCCEEDED(hr)) hr = riff64_WriteFileID(file, &kW64_wave, data + 104 - 24);
+    if (SUCCEEDED(hr)) hr = riff64_WriteChunk(file, &kW64_fmt, &fixed, 16, nullptr);
+    if (SUCCEEDED(hr)) hr = riff64_WriteChunkHeader(file, &kW64_data, data);
+    return finish(hr);
+  }
+  return finish(InsertW64Header(file, &fixed, data, ULONGLONG(start), false));
 }

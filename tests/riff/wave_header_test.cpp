@@ -4,6 +4,7 @@
 // recordings, read back by our walker and by sox.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
@@ -247,7 +248,7 @@ TEST_P(SetFormat, NewFormatReadsBackAndTheSamplesStayWhole) {
   ASSERT_TRUE(back);
   EXPECT_EQ(back->wFormatTag, l.next.wFormatTag);
   EXPECT_EQ(back->nSamplesPerSec, l.next.nSamplesPerSec);
-  EXPECT_EQ(DataBytes(p), data);
+  EXPECT_TRUE(DataBytes(p) == data) << "samples changed";
   EXPECT_FALSE(std::filesystem::exists(dir / "f.wav.vane-tmp"));
 }
 
@@ -386,6 +387,93 @@ TEST(Repair, TakesHintsForNonsenseFieldsAndScansForData) {
   EXPECT_EQ(taken->nSamplesPerSec, 48000u);
   EXPECT_EQ(offset, 100u);  // no "data" within the limit: samples start at it
   EXPECT_EQ(samples, (446u - 100u) / 4u);
+}
+
+// Wave64 files of other writers put the data header right behind a 16- or
+// 40-byte format record, ahead of where our own layout has it.
+struct ToolW64 {
+  const char* name;
+  const char* tool;
+  std::string command;  // {} stands for the output file
+};
+void PrintTo(const ToolW64& t, std::ostream* os) { *os << t.name; }
+
+void ZeroW64Sizes(const std::filesystem::path& p) {
+  auto bytes = ReadBytes(p);
+  const GUID data = kW64_data;
+  for (size_t at = 40; at + 24 <= bytes.size(); at += 8) {
+    if (std::memcmp(bytes.data() + at, &data, 16) == 0) {
+      std::memset(bytes.data() + at + 16, 0, 8);
+      break;
+    }
+  }
+  std::memset(bytes.data() + 16, 0, 8);
+  WriteBytes(p, bytes);
+}
+
+class ToolW64Repair : public ::testing::TestWithParam<ToolW64> {};
+
+TEST_P(ToolW64Repair, KeepsEverySampleOfACrashedFile) {
+  const ToolW64& t = GetParam();
+  if (!HaveTool(t.tool)) GTEST_SKIP() << t.tool << " is not installed";
+  VANE_REQUIRE_TOOL("soxi");
+  ScratchDir dir;
+  const auto p = dir / "t.w64";
+  std::string command = t.command;
+  command.replace(command.find("{}"), 2, ShellQuote(p.string()));
+  ASSERT_TRUE(Make(command));
+  const std::uint64_t samples = SoxSamples(p);
+  ASSERT_EQ(samples, 44100u);
+  const auto data = DataBytes(p);
+  ZeroW64Sizes(p);
+  {
+    Handle h(p, true);
+    // The limit lies inside the samples: a miss would write the header up to it.
+    ASSERT_EQ(ZoFixTrashedW64(h.get(), nullptr, 0x10000), S_OK);
+  }
+  EXPECT_EQ(SoxSamples(p), samples);
+  EXPECT_TRUE(DataBytes(p) == data) << "samples changed";
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Writers, ToolW64Repair,
+    ::testing::Values(ToolW64{"sox", "sox", "sox -n -r 44100 -c 2 -b 16 {} synth 1 sine 440"},
+                      ToolW64{"ffmpeg", "ffmpeg",
+                              "ffmpeg -v error -f lavfi -i sine=frequency=440:sample_rate=44100:duration=1 -ac 2 "
+                              "-c:a pcm_s16le {}"}));
+
+TEST(Repair, WithNoDataHeaderInReachTheBytesBeforeTheLimitAreHiddenNotErased) {
+  VANE_REQUIRE_TOOL("sox");
+  ScratchDir dir;
+  const auto wav = dir / "t.wav", w64 = dir / "t.w64";
+  ASSERT_TRUE(Make("sox -n -r 8000 -c 2 -b 16 -t wavpcm " + ShellQuote(wav.string()) + " synth 1 sine 440"));
+  ASSERT_TRUE(Make("sox -n -r 8000 -c 2 -b 16 " + ShellQuote(w64.string()) + " synth 1 sine 440"));
+  // The data headers are gone (ids overwritten), so the samples are taken to
+  // start at the limit; what stands before it is kept inside the filler.
+  struct Case {
+    std::filesystem::path path;
+    size_t dataId;
+    size_t keptFrom, keptTo;  // the filler's body in the repaired file
+  };
+  for (const Case& c : {Case{wav, 36, 46, 4088}, Case{w64, 80, 112, 4072}}) {
+    auto bytes = ReadBytes(c.path);
+    std::memset(bytes.data() + c.dataId, 'X', 4);
+    WriteBytes(c.path, bytes);
+    {
+      Handle h(c.path, true);
+      ASSERT_EQ(c.path == wav ? ZoFixTrashedWav(h.get(), nullptr, 4096) : ZoFixTrashedW64(h.get(), nullptr, 4096),
+                S_OK);
+    }
+    const auto after = ReadBytes(c.path);
+    ASSERT_EQ(after.size(), bytes.size());
+    EXPECT_TRUE(std::equal(after.begin() + long(c.keptFrom), after.begin() + long(c.keptTo),
+                           bytes.begin() + long(c.keptFrom)))
+        << c.path;
+    ULONGLONG offset = 0;
+    WfxPtr w(ZoGetFileWfx(Wide(c.path).c_str(), nullptr, &offset));
+    ASSERT_TRUE(w) << c.path;
+    EXPECT_EQ(offset, 4096u);
+  }
 }
 
 TEST(Repair, Wave64CrashIsRescued) {
