@@ -12,6 +12,7 @@
 #include "platform/file.h"
 #include "platform/wtext.h"
 #include "riff/aiff.h"
+#include "riff/detail/chunk_walk.h"
 #include "riff/detail/file_access.h"
 #include "riff/riff_api.h"
 
@@ -336,6 +337,112 @@ HRESULT InsertW64Header(HANDLE file, const WAVEFORMATEX* format, ULONGLONG dataS
   return hr;
 }
 
+// The two layers as the repair sees them: where the chunks start, how a
+// format chunk is searched for, and where the size fields stand.
+struct Classic {
+  static constexpr std::int64_t kFirstChunk = 12;
+  static constexpr std::int64_t kHeader = 8;
+  static bool FindFormat(HANDLE file, std::int64_t remaining, DWORD* size) {
+    DWORD r = DWORD(remaining), sz = 0;
+    if (FAILED(riff_FindChunkHeader(file, kFourCC_fmt, &sz, &r))) return false;
+    *size = sz;
+    return true;
+  }
+  // The outer header and the data chunk's size for samples at start.
+  static HRESULT WriteSizes(HANDLE file, std::int64_t start, std::uint64_t data) {
+    if (!FileSeek(file, 0, FILE_BEGIN)) return ZOERR_FILE_WRITE;
+    VANE_RETURN_IF_FAILED(riff_WriteFileID(file, kFourCC_WAVE, DWORD(data + std::uint64_t(start) - 8)));
+    BYTE b[4];
+    detail::PutLe32(b, DWORD(data));
+    if (!FileSeek(file, start - 4, FILE_BEGIN) || !FileWriteExact(file, b, 4)) return ZOERR_FILE_WRITE;
+    return S_OK;
+  }
+};
+
+struct Wave64 {
+  static constexpr std::int64_t kFirstChunk = 40;
+  static constexpr std::int64_t kHeader = 24;
+  static bool FindFormat(HANDLE file, std::int64_t remaining, DWORD* size) {
+    LONGLONG r = remaining;
+    ULONGLONG sz = 0;
+    if (FAILED(riff64_FindChunkHeader(file, &kW64_fmt, &sz, &r)) || sz > 0xFFFFFFFFULL) return false;
+    *size = DWORD(sz);
+    return true;
+  }
+  // The outer size counts the whole file; the data chunk's counts its header.
+  static HRESULT WriteSizes(HANDLE file, std::int64_t start, std::uint64_t data) {
+    if (!FileSeek(file, 0, FILE_BEGIN)) return ZOERR_FILE_WRITE;
+    VANE_RETURN_IF_FAILED(riff64_WriteFileID(file, &kW64_wave, data + std::uint64_t(start) - 24));
+    BYTE b[8];
+    detail::PutLe64(b, data + 24);
+    if (!FileSeek(file, start - 8, FILE_BEGIN) || !FileWriteExact(file, b, 8)) return ZOERR_FILE_WRITE;
+    return S_OK;
+  }
+};
+
+// A format chunk found by walking from the first chunk.
+struct FoundFormat {
+  std::int64_t body = -1;    // position of its body; -1 when none was found
+  DWORD size = 0;            // its size as stored
+  bool whole = false;        // its fields agree with one another
+  std::vector<BYTE> bytes;   // the body, at least 18 bytes (zeros behind a 16-byte record)
+};
+
+// A crash ruins sizes; the format record itself usually survives. It is
+// whole when its fields agree: channels, rate and block align set, and for
+// PCM and float (plain or extensible) the block align and byte rate those
+// fields imply. A whole record is kept as it is, whatever its channel
+// count, so a 6-channel or extensible float recording stays what it was.
+bool FormatIsWhole(const std::vector<BYTE>& body, DWORD size) {
+  WAVEFORMATEX f;
+  std::memcpy(&f, body.data(), sizeof f);
+  if (size < 16 || !f.nChannels || !f.nSamplesPerSec || !f.nBlockAlign || !f.nAvgBytesPerSec) return false;
+  WORD tag = f.wFormatTag;
+  if (tag == WAVE_FORMAT_EXTENSIBLE) {
+    if (size < sizeof(WAVEFORMATEXTENSIBLE) || f.cbSize < 22) return false;
+    if (!IsUncompressed(body.data(), size)) return true;  // a codec: its own fields are all there is to check
+    tag = WAVE_FORMAT_PCM;  // the container bits decide, as for PCM
+  } else if (tag != WAVE_FORMAT_PCM && tag != WAVE_FORMAT_IEEE_FLOAT) {
+    return true;
+  }
+  const WORD bits = f.wBitsPerSample;
+  if (bits == 0 || bits % 8 || bits > 64) return false;
+  return f.nBlockAlign == f.nChannels * (bits / 8) && f.nAvgBytesPerSec == DWORD(f.nBlockAlign) * f.nSamplesPerSec;
+}
+
+// Walks from the first chunk to a format chunk that ends before the data
+// header at dataHeader and holds 16 to 4096 bytes.
+template <class Layer>
+FoundFormat FindFormatChunk(HANDLE file, std::int64_t dataHeader, std::int64_t limit) {
+  FoundFormat found;
+  DWORD sz = 0;
+  std::int64_t body = 0;
+  if (!FileSeek(file, Layer::kFirstChunk, FILE_BEGIN) ||
+      !Layer::FindFormat(file, std::max<std::int64_t>(limit - Layer::kFirstChunk, 0), &sz) ||
+      !FileTell(file, &body))
+    return found;
+  if (sz < 16 || sz > 4096 || body + std::int64_t(sz) > dataHeader) return found;
+  found.bytes.assign(std::max<size_t>(sz, sizeof(WAVEFORMATEX)), 0);
+  if (!FileReadExact(file, found.bytes.data(), sz)) return found;
+  found.body = body;
+  found.size = sz;
+  found.whole = FormatIsWhole(found.bytes, sz);
+  return found;
+}
+
+// Repairs in place: a record that was not whole is written into its own
+// chunk (16 or 18 bytes), then the two size fields are set. Nothing else of
+// the header, and nothing of the samples, is written.
+template <class Layer>
+HRESULT PatchHeader(HANDLE file, const FoundFormat& found, const WAVEFORMATEX& record, std::int64_t start,
+                    std::uint64_t data) {
+  if (!found.whole) {
+    VANE_RETURN_IF_FAILED(CheckWriterFormat(record));
+    if (!FileSeek(file, found.body, FILE_BEGIN) || !FileWriteExact(file, &record, found.size)) return ZOERR_FILE_WRITE;
+  }
+  return Layer::WriteSizes(file, start, data);
+}
+
 bool StartsRf64(HANDLE file) {
   BYTE h[4] = {};
   if (!FileSeek(file, 0, FILE_BEGIN) || !FileReadExact(file, h, 4)) return false;
@@ -516,19 +623,20 @@ HRESULT ZoFixTrashedWav(HANDLE file, const WAVEFORMATEX* hints, DWORD headerLimi
   };
   WAVEFORMATEX rec;
   if (!FileSeek(file, 20, FILE_BEGIN) || !FileReadExact(file, &rec, sizeof rec)) return finish(ZOERR_FILE_READ);
-  const WAVEFORMATEX fixed = RepairRecord(rec, hint);
 
-  std::int64_t start = -1;
-  DWORD r = DWORD(limit), sz = 0;
-  if (FileSeek(file, 38, FILE_BEGIN) && SUCCEEDED(riff_FindChunkHeader(file, kFourCC_data, &sz, &r))) {
-    FileTell(file, &start);
-  } else {
-    // Files whose format chunk is not 18 bytes long: walk from the first
-    // chunk as well before falling back to the byte scan.
-    r = limit > 12 ? DWORD(limit - 12) : 0;
-    if (FileSeek(file, 12, FILE_BEGIN) && SUCCEEDED(riff_FindChunkHeader(file, kFourCC_data, &sz, &r)))
-      FileTell(file, &start);
-  }
+  // The data chunk: a walk from the first chunk (any format chunk size, any
+  // chunks ahead of it), a walk from behind the record of our own layout,
+  // then the byte scan.
+  auto walk = [&](std::int64_t from, DWORD remaining) {
+    DWORD sz = 0;
+    std::int64_t at = -1;
+    if (FileSeek(file, from, FILE_BEGIN) && SUCCEEDED(riff_FindChunkHeader(file, kFourCC_data, &sz, &remaining)))
+      FileTell(file, &at);
+    return at;
+  };
+  std::int64_t start = walk(12, limit > 12 ? DWORD(limit - 12) : 0);
+  const bool chained = start >= 0;  // every chunk ahead of the samples is where its neighbour says
+  if (start < 0) start = walk(38, DWORD(limit));
   if (start < 0) {
     std::int64_t hit = 0;
     const HRESULT scan = ScanFor(file, 38, limit, "data", 4, &hit);
@@ -536,9 +644,18 @@ HRESULT ZoFixTrashedWav(HANDLE file, const WAVEFORMATEX* hints, DWORD headerLimi
     start = scan == S_OK ? hit + 8 : hit;
   }
   if (start > size) start = size;
+
+  // The format: the file's own chunk when a walk reaches it, kept as it
+  // stands when whole and the chunks chain up to the samples; the record at
+  // the fixed offset, repaired field by field, is the fallback.
+  const FoundFormat found = FindFormatChunk<Classic>(file, start - 8, limit);
+  if (found.body >= 0) std::memcpy(&rec, found.bytes.data(), sizeof rec);
+  const bool patch = chained && found.body >= 0 && (found.whole || found.size == 16 || found.size == 18);
+  const WAVEFORMATEX fixed = patch && found.whole ? rec : RepairRecord(rec, hint);
   const std::uint64_t align = fixed.nBlockAlign ? fixed.nBlockAlign : 1;
   std::uint64_t data = std::uint64_t(size - start) / align * align;
   if (data > 0xFFFFFFFFULL - start) data = (0xFFFFFFFFULL - start - 8) / align * align;
+  if (patch) return finish(PatchHeader<Classic>(file, found, fixed, start, data));
   if (start == 44) {
     // A 16-byte format chunk ahead of the samples: rewrite it in its own size.
     HRESULT hr = CheckWriterFormat(fixed);
@@ -563,7 +680,6 @@ HRESULT ZoFixTrashedW64(HANDLE file, const WAVEFORMATEX* hints, ULONGLONG header
   limit = std::min(limit, size);
   WAVEFORMATEX rec;
   if (!FileSeek(file, 64, FILE_BEGIN) || !FileReadExact(file, &rec, sizeof rec)) return finish(ZOERR_FILE_READ);
-  const WAVEFORMATEX fixed = RepairRecord(rec, hint);
 
   // The walk goes from the first chunk, so that the data chunk is found
   // behind a format chunk of any size (other writers put a 16- or 40-byte
@@ -578,6 +694,7 @@ HRESULT ZoFixTrashedW64(HANDLE file, const WAVEFORMATEX* hints, ULONGLONG header
     return at;
   };
   std::int64_t start = walk(40, limit - 40);
+  const bool chained = start >= 0;  // every chunk ahead of the samples is where its neighbour says
   if (start < 0) start = walk(88, limit);
   if (start < 0) {
     std::int64_t hit = 0;
@@ -586,8 +703,17 @@ HRESULT ZoFixTrashedW64(HANDLE file, const WAVEFORMATEX* hints, ULONGLONG header
     start = scan == S_OK ? hit + 24 : hit;
   }
   if (start > size) start = size;
+
+  // The format: the file's own chunk when a walk reaches it, kept as it
+  // stands when whole and the chunks chain up to the samples; the record at
+  // the fixed offset, repaired field by field, is the fallback.
+  const FoundFormat found = FindFormatChunk<Wave64>(file, start - 24, limit);
+  if (found.body >= 0) std::memcpy(&rec, found.bytes.data(), sizeof rec);
+  const bool patch = chained && found.body >= 0 && (found.whole || found.size == 16 || found.size == 18);
+  const WAVEFORMATEX fixed = patch && found.whole ? rec : RepairRecord(rec, hint);
   const std::uint64_t align = fixed.nBlockAlign ? fixed.nBlockAlign : 1;
   const std::uint64_t data = std::uint64_t(size - start) / align * align;
+  if (patch) return finish(PatchHeader<Wave64>(file, found, fixed, start, data));
   if (start == 104) {
     // A 16-byte format record ahead of the samples: rewrite it in its own size.
     HRESULT hr = CheckWriterFormat(fixed);

@@ -442,6 +442,81 @@ INSTANTIATE_TEST_SUITE_P(
                               "ffmpeg -v error -f lavfi -i sine=frequency=440:sample_rate=44100:duration=1 -ac 2 "
                               "-c:a pcm_s16le {}"}));
 
+// Recordings whose format chunk is not at offset 20 (64 in Wave64), or
+// says more than 18 bytes can: the repair keeps the chunk the walk found.
+struct KeptFormat {
+  const char* name;
+  const char* file;     // name of the output; .w64 makes Wave64
+  std::string options;  // ffmpeg's output options
+  WORD tag, channels;
+  DWORD rate;
+  bool bextFirst = false;  // move the bext chunk ahead of the format chunk, as broadcast recorders write it
+};
+void PrintTo(const KeptFormat& k, std::ostream* os) { *os << k.name; }
+
+// Moves a chunk of a RIFF file to the front of the form.
+void MoveChunkToFront(const std::filesystem::path& p, const char* id) {
+  const auto bytes = ReadBytes(p);
+  std::vector<std::uint8_t> moved, rest;
+  for (size_t at = 12; at + 8 <= bytes.size();) {
+    std::uint32_t size = 0;
+    std::memcpy(&size, bytes.data() + at + 4, 4);
+    const size_t end = std::min(bytes.size(), at + 8 + size + (size & 1));
+    auto& to = std::memcmp(bytes.data() + at, id, 4) == 0 ? moved : rest;
+    to.insert(to.end(), bytes.begin() + long(at), bytes.begin() + long(end));
+    at = end;
+  }
+  std::vector<std::uint8_t> out(bytes.begin(), bytes.begin() + 12);
+  out.insert(out.end(), moved.begin(), moved.end());
+  out.insert(out.end(), rest.begin(), rest.end());
+  WriteBytes(p, out);
+}
+
+class RepairKeepsFormat : public ::testing::TestWithParam<KeptFormat> {};
+
+TEST_P(RepairKeepsFormat, FormatSamplesAndCountSurviveACrash) {
+  const KeptFormat& k = GetParam();
+  VANE_REQUIRE_TOOL("ffmpeg");
+  VANE_REQUIRE_TOOL("soxi");
+  ScratchDir dir;
+  const auto p = dir / k.file;
+  const bool w64 = p.extension() == ".w64";
+  ASSERT_TRUE(Make("ffmpeg -v error -f lavfi -i sine=frequency=440:sample_rate=" + std::to_string(k.rate) +
+                   ":duration=0.5 " + k.options + " " + ShellQuote(p.string())));
+  if (k.bextFirst) MoveChunkToFront(p, "bext");
+  const std::uint64_t samples = SoxSamples(p);
+  const auto data = DataBytes(p);
+  ULONGLONG offset = 0;
+  WfxPtr(ZoGetFileWfx(Wide(p).c_str(), nullptr, &offset));
+  ASSERT_GT(offset, 0u);
+  if (w64) {
+    ZeroW64Sizes(p);
+  } else {
+    Patch32(p, 4, 0);
+    Patch32(p, size_t(offset) - 4, 0);
+  }
+  {
+    Handle h(p, true);
+    ASSERT_EQ(w64 ? ZoFixTrashedW64(h.get(), nullptr, 0x10000) : ZoFixTrashedWav(h.get(), nullptr, 0x10000), S_OK);
+  }
+  WfxPtr w(ZoGetFileWfx(Wide(p).c_str(), nullptr, nullptr));
+  ASSERT_TRUE(w);
+  EXPECT_EQ(w->wFormatTag, k.tag);
+  EXPECT_EQ(w->nChannels, k.channels);
+  EXPECT_EQ(w->nSamplesPerSec, k.rate);
+  EXPECT_EQ(SoxSamples(p), samples);
+  EXPECT_TRUE(DataBytes(p) == data) << "samples changed";
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Ffmpeg, RepairKeepsFormat,
+    ::testing::Values(KeptFormat{"extensible float", "f.wav", "-ac 2 -c:a pcm_f32le", WAVE_FORMAT_EXTENSIBLE, 2, 48000},
+                      KeptFormat{"six channels", "s.wav", "-ac 6 -c:a pcm_s16le", WAVE_FORMAT_EXTENSIBLE, 6, 48000},
+                      KeptFormat{"bext ahead of the format", "b.wav", "-ac 2 -c:a pcm_s16le -write_bext 1",
+                                 WAVE_FORMAT_PCM, 2, 48000, true},
+                      KeptFormat{"Wave64, six channels of 24 bits", "s.w64", "-ac 6 -c:a pcm_s24le",
+                                 WAVE_FORMAT_EXTENSIBLE, 6, 32000}));
+
 TEST(Repair, WithNoDataHeaderInReachTheBytesBeforeTheLimitAreHiddenNotErased) {
   VANE_REQUIRE_TOOL("sox");
   ScratchDir dir;
