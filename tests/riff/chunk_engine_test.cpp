@@ -163,6 +163,90 @@ TEST_F(RiffFile, Wave64AcceptsBothStoredSizeConventions) {
   EXPECT_EQ(std::int64_t(bytes.size()), end - 40);
 }
 
+// A chunk whose size passes the end of its form would take the chunks
+// behind it along; the delete is refused and the file stays as it was.
+struct LyingChunk {
+  const char* name;
+  const char* tool;
+  std::string command;  // {} stands for the output file
+  bool wave64;
+  const char* lie;      // the chunk whose size is made to lie: "LIST", "data" or the Wave64 "fmt "
+  std::uint32_t claimed;
+};
+void PrintTo(const LyingChunk& l, std::ostream* os) { *os << l.name; }
+
+class DeleteLyingChunk : public ::testing::TestWithParam<LyingChunk> {};
+
+TEST_P(DeleteLyingChunk, IsRefusedAndNothingIsWritten) {
+  const LyingChunk& l = GetParam();
+  if (!HaveTool(l.tool)) GTEST_SKIP() << l.tool << " is not installed";
+  ScratchDir dir;
+  const auto p = dir / (l.wave64 ? "t.w64" : "t.wav");
+  std::string command = l.command;
+  command.replace(command.find("{}"), 2, ShellQuote(p.string()));
+  ASSERT_TRUE(Make(command));
+  auto bytes = ReadBytes(p);
+  ASSERT_LT(bytes.size(), l.claimed);
+  // Find the chunk by walking the file's own headers, then make its size lie.
+  size_t at = l.wave64 ? 40 : 12;
+  const size_t header = l.wave64 ? 24 : 8;
+  for (;;) {
+    ASSERT_LE(at + header, bytes.size()) << "no " << l.lie << " chunk";
+    std::uint64_t size = 0;
+    std::memcpy(&size, bytes.data() + at + (l.wave64 ? 16 : 4), l.wave64 ? 8 : 4);
+    if (std::memcmp(bytes.data() + at, l.lie, 4) == 0) break;
+    at += l.wave64 ? header + ((size - header + 7) & ~7ull) : header + size + (size & 1);
+  }
+  if (l.wave64) {
+    const std::uint64_t claimed = l.claimed;
+    std::memcpy(bytes.data() + at + 16, &claimed, 8);
+  } else {
+    std::memcpy(bytes.data() + at + 4, &l.claimed, 4);
+  }
+  WriteBytes(p, bytes);
+  {
+    Handle h(p, true);
+    if (l.wave64) {
+      GUID id = kW64_fmt;
+      ULONGLONG removed = 7;
+      EXPECT_EQ(riff64_DeleteChunk(h.get(), &id, &removed), ZOERR_FILE_READ);
+      EXPECT_EQ(removed, 0u);
+    } else {
+      DWORD removed = 7;
+      const bool list = std::strcmp(l.lie, "LIST") == 0;
+      EXPECT_EQ(riff_DeleteChunk(h.get(), list ? kFourCC_INFO : kFourCC_data, &removed, list), ZOERR_FILE_READ);
+      EXPECT_EQ(removed, 0u);
+    }
+  }
+  EXPECT_TRUE(ReadBytes(p) == bytes) << "the file changed";
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Writers, DeleteLyingChunk,
+    ::testing::Values(
+        LyingChunk{"ffmpeg INFO list claiming 1 MB", "ffmpeg",
+                   "ffmpeg -v error -f lavfi -i sine=sample_rate=8000:duration=0.2 -metadata title=x {}", false,
+                   "LIST", 1u << 20},
+        LyingChunk{"sox data claiming more than the file", "sox",
+                   "sox -n -r 8000 -c 1 -b 16 -t wavpcm {} synth 0.2 sine", false, "data", 1u << 20},
+        LyingChunk{"sox Wave64 format chunk claiming 1 MB", "sox", "sox -n -r 8000 -c 1 -b 16 {} synth 0.2 sine", true,
+                   "fmt ", 1u << 20}));
+
+TEST_F(RiffFile, DeletesTheLastChunkWithoutItsPadByte) {
+  auto bytes = SampleRiff();
+  ByteWriter w;
+  w.fourcc("odd2").u32le(3).bytes("xyz", 3);  // no pad byte: the file ends here
+  bytes.insert(bytes.end(), w.data().begin(), w.data().end());
+  const std::uint32_t riffSize = std::uint32_t(bytes.size() - 8);
+  std::memcpy(bytes.data() + 4, &riffSize, 4);
+  HANDLE f = Open(bytes);
+  DWORD removed = 0;
+  ASSERT_EQ(riff_DeleteChunk(f, ZoFourCC("odd2"), &removed, FALSE), S_OK);
+  EXPECT_EQ(removed, 11u);
+  m_handle.reset();
+  EXPECT_TRUE(ReadBytes(m_path) == SampleRiff());
+}
+
 TEST(Riff64, ValidatesHeaderSizesAndFloorsTinySizeFields) {
   EXPECT_EQ(riff64_ValidateChunkHeader(kW64_data, 0x0000000800000000LL), ZOERR_NEWER_VERSION);
   EXPECT_EQ(riff64_ValidateChunkHeader(kW64_data, 28), ZOERR_NEWER_VERSION);
