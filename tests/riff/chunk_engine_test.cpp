@@ -247,6 +247,49 @@ TEST_F(RiffFile, DeletesTheLastChunkWithoutItsPadByte) {
   EXPECT_TRUE(ReadBytes(m_path) == SampleRiff());
 }
 
+// An empty list, or one of 2 bytes, ahead of the INFO list: the search
+// finds INFO behind it in the file and the memory layers alike.
+class ListBehindShortList : public ::testing::TestWithParam<std::uint32_t> {};
+
+TEST_P(ListBehindShortList, IsFound) {
+  VANE_REQUIRE_TOOL("ffmpeg");
+  ScratchDir dir;
+  const auto p = dir / "t.wav";
+  ASSERT_TRUE(Make("ffmpeg -v error -f lavfi -i sine=sample_rate=8000:duration=0.1 -metadata title=Tune -c:a "
+                   "pcm_s16le " +
+                   ShellQuote(p.string())));
+  auto bytes = ReadBytes(p);
+  std::uint32_t fmtSize = 0;
+  ASSERT_EQ(std::memcmp(bytes.data() + 12, "fmt ", 4), 0);
+  std::memcpy(&fmtSize, bytes.data() + 16, 4);
+  ByteWriter shortList;
+  shortList.fourcc("LIST").u32le(GetParam());
+  for (std::uint32_t i = 0; i < GetParam(); ++i) shortList.u8(0);
+  bytes.insert(bytes.begin() + 20 + fmtSize, shortList.data().begin(), shortList.data().end());
+  const std::uint32_t riffSize = std::uint32_t(bytes.size() - 8);
+  std::memcpy(bytes.data() + 4, &riffSize, 4);
+  WriteBytes(p, bytes);
+
+  Handle h(p);
+  DWORD size = 0;
+  ASSERT_EQ(riff_FindListChunkFromStart(h.get(), kFourCC_INFO, &size), S_OK);
+  DWORD remaining = size, len = 0;
+  ASSERT_EQ(riff_FindChunkHeader(h.get(), ZoFourCC("INAM"), &len, &remaining), S_OK);
+  WCHAR text[16];
+  ASSERT_EQ(riff_ReadANSIString(h.get(), text, 16, &len), S_OK);
+  EXPECT_EQ(std::u16string(text), u"Tune");
+
+  _tMRIFF c;
+  ASSERT_EQ(mriff_Init(&c, bytes.data(), DWORD(bytes.size()), DWORD(bytes.size())), S_OK);
+  ASSERT_EQ(mriff_FindListChunkFromStart(&c, kFourCC_INFO, &size), S_OK);
+  mriff_SeekDataStart(&c);
+  char name[16] = {};
+  ASSERT_EQ(mriff_GetInfoString(&c, ZoFourCC("INAM"), name, sizeof name, nullptr), S_OK);
+  EXPECT_STREQ(name, "Tune");
+}
+
+INSTANTIATE_TEST_SUITE_P(Sizes, ListBehindShortList, ::testing::Values(0u, 2u));
+
 TEST(Riff64, ValidatesHeaderSizesAndFloorsTinySizeFields) {
   EXPECT_EQ(riff64_ValidateChunkHeader(kW64_data, 0x0000000800000000LL), ZOERR_NEWER_VERSION);
   EXPECT_EQ(riff64_ValidateChunkHeader(kW64_data, 28), ZOERR_NEWER_VERSION);
