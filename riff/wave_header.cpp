@@ -101,6 +101,14 @@ HRESULT WriteZeros(HANDLE file, std::uint64_t count) {
   return S_OK;
 }
 
+// The frame count a data chunk claims, cut to the whole frames the file
+// holds behind its start: streaming writers leave 0xFFFFFFFF there.
+ULONGLONG FramesHeld(ULONGLONG claimed, WORD blockAlign, std::int64_t fileSize, std::int64_t start) {
+  if (!blockAlign) return 0;
+  const ULONGLONG held = fileSize > start ? ULONGLONG(fileSize - start) / blockAlign : 0;
+  return std::min(claimed / blockAlign, held);
+}
+
 // The Wave probe of ZoGetFileWfx; the position is restored by the caller.
 WAVEFORMATEX* ProbeWave(HANDLE file, std::int64_t fileSize, ULONGLONG* samples, ULONGLONG* offset) {
   if (!FileSeek(file, 0, FILE_BEGIN)) return nullptr;
@@ -124,12 +132,12 @@ WAVEFORMATEX* ProbeWave(HANDLE file, std::int64_t fileSize, ULONGLONG* samples, 
   FileTell(file, &at);
   auto* wfx = reinterpret_cast<WAVEFORMATEX*>(body);
   ZoAudio_FixBadWfx(wfx);
-  if (samples) *samples = wfx->nBlockAlign ? dataSize / wfx->nBlockAlign : 0;
+  if (samples) *samples = FramesHeld(dataSize, wfx->nBlockAlign, fileSize, at);
   if (offset) *offset = ULONGLONG(at);
   return wfx;
 }
 
-WAVEFORMATEX* ProbeWave64(HANDLE file, ULONGLONG* samples, ULONGLONG* offset) {
+WAVEFORMATEX* ProbeWave64(HANDLE file, std::int64_t fileSize, ULONGLONG* samples, ULONGLONG* offset) {
   if (!FileSeek(file, 0, FILE_BEGIN)) return nullptr;
   ULONGLONG total = 0, fmtSize = 0, dataSize = 0;
   GUID form = GUID_NULL;
@@ -153,7 +161,7 @@ WAVEFORMATEX* ProbeWave64(HANDLE file, ULONGLONG* samples, ULONGLONG* offset) {
   FileTell(file, &at);
   auto* wfx = reinterpret_cast<WAVEFORMATEX*>(body);
   ZoAudio_FixBadWfx(wfx);
-  if (samples) *samples = wfx->nBlockAlign ? dataSize / wfx->nBlockAlign : 0;
+  if (samples) *samples = FramesHeld(dataSize, wfx->nBlockAlign, fileSize, at);
   if (offset) *offset = ULONGLONG(at);
   return wfx;
 }
@@ -167,10 +175,12 @@ WAVEFORMATEX* ProbeAiff(HANDLE file, ULONGLONG* samples, ULONGLONG* offset) {
   if (!wfx) return nullptr;
   *wfx = f;
   ZoAudio_FixBadWfx(wfx);
+  std::int64_t at = 0;
   if (samples) *samples = frames;
-  if (offset) *offset = 0;
+  if (offset) *offset = AiffSoundDataOffset(file, &at) ? ULONGLONG(at) : 0;
   return wfx;
 }
+
 
 // Fixes each field that reads as nonsense from the hints.
 WAVEFORMATEX RepairRecord(WAVEFORMATEX f, const WAVEFORMATEX& hint) {
@@ -483,14 +493,20 @@ BOOL ZoFileIsAiff(LPCWSTR name) {
 }
 
 WAVEFORMATEX* ZoGetFileWfx(LPCWSTR name, ULONGLONG* sampleCount, ULONGLONG* dataOffset) {
+  // The outs are 0 unless a probe succeeds.
+  if (sampleCount) *sampleCount = 0;
+  if (dataOffset) *dataOffset = 0;
   OwnedFile f(OpenRead(name));
   if (!f.ok()) return nullptr;
   std::int64_t size = 0;
   if (!FileSize(f.get(), &size)) return nullptr;
   ULONGLONG samples = 0, offset = 0;
   WAVEFORMATEX* wfx = ProbeWave(f.get(), size, &samples, &offset);
-  if (!wfx) wfx = ProbeWave64(f.get(), &samples, &offset);
-  if (!wfx) wfx = ProbeAiff(f.get(), &samples, &offset);
+  if (!wfx) wfx = ProbeWave64(f.get(), size, &samples, &offset);
+  if (!wfx) {
+    wfx = ProbeAiff(f.get(), &samples, &offset);
+    if (wfx && offset) samples = std::min(samples, FramesHeld(~0ULL, wfx->nBlockAlign, size, std::int64_t(offset)));
+  }
   FileSeek(f.get(), 0, FILE_BEGIN);
   if (wfx) {
     if (sampleCount) *sampleCount = samples;

@@ -18,7 +18,9 @@ VANE_EXPORT BOOL ZoFileIsWave(LPCWSTR name, BOOL allowCompressed);
 VANE_EXPORT BOOL ZoFileIsWave64(LPCWSTR name, BOOL allowCompressed);
 VANE_EXPORT BOOL ZoFileIsAiff(LPCWSTR name);
 // The format record of a Wave, Wave64 or AIFF file from the C heap (free it
-// with free), or null. The outs are set only when a record is returned.
+// with free), or null. The outs are 0 unless a record is returned; the
+// sample count is cut to the whole frames the file holds, and the data
+// offset is where the samples start (an AIFF's too).
 VANE_EXPORT WAVEFORMATEX* ZoGetFileWfx(LPCWSTR name, ULONGLONG* sampleCount, ULONGLONG* dataOffset);
 // Replaces the format of a Wave file, or rebuilds the COMM body of an AIFF.
 // The record goes into the file's own "fmt " chunk when it fits that chunk

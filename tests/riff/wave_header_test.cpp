@@ -121,6 +121,34 @@ TEST(ToolFiles, ReadsWave64AndAiffAndRefusesCompressedUnlessAllowed) {
   EXPECT_FALSE(ZoGetFileWfx(Wide(alaw).c_str(), nullptr, nullptr));
 }
 
+TEST(ToolFiles, SampleCountIsCutToTheFileAndAiffReportsWhereItsSamplesStart) {
+  VANE_REQUIRE_TOOL("ffmpeg");
+  VANE_REQUIRE_TOOL("sox");
+  ScratchDir dir;
+  const auto piped = dir / "p.wav", w64 = dir / "t.w64", aiff = dir / "t.aiff", au = dir / "t.au";
+  // Written to a pipe, ffmpeg cannot go back for the sizes and leaves 0xFFFFFFFF.
+  ASSERT_TRUE(Make("(ffmpeg -v error -f lavfi -i sine=sample_rate=8000:duration=0.2 -f wav pipe:1 > " +
+                   ShellQuote(piped.string()) + ")"));
+  ASSERT_TRUE(Make("sox -n -r 8000 -c 1 -b 16 " + ShellQuote(w64.string()) + " synth 0.2 sine 440"));
+  ASSERT_TRUE(Make("sox -n -r 8000 -c 1 -b 16 " + ShellQuote(aiff.string()) + " synth 0.2 sine 440"));
+  ASSERT_TRUE(Make("sox -n -r 8000 -c 1 -b 16 " + ShellQuote(au.string()) + " synth 0.2 sine 440"));
+  auto bytes = ReadBytes(w64);
+  const std::uint64_t huge = 1ull << 40;
+  std::memcpy(bytes.data() + 80 + 16, &huge, 8);  // the data chunk claims a terabyte
+  WriteBytes(w64, bytes);
+  for (const auto& p : {piped, w64, aiff}) {
+    ULONGLONG samples = 0, offset = 0;
+    WfxPtr w(ZoGetFileWfx(Wide(p).c_str(), &samples, &offset));
+    ASSERT_TRUE(w) << p;
+    EXPECT_EQ(samples, 1600u) << p;
+    EXPECT_EQ(offset + 2 * 1600u, std::filesystem::file_size(p)) << p;
+  }
+  ULONGLONG samples = 77, offset = 77;
+  EXPECT_FALSE(ZoGetFileWfx(Wide(au).c_str(), &samples, &offset));
+  EXPECT_EQ(samples, 0u);
+  EXPECT_EQ(offset, 0u);
+}
+
 TEST(ToolFiles, RefusesRf64WithAStatusInsteadOfMisreadingIt) {
   VANE_REQUIRE_TOOL("ffmpeg");
   ScratchDir dir;
