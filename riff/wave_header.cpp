@@ -115,7 +115,9 @@ WAVEFORMATEX* ProbeWave(HANDLE file, std::int64_t fileSize, ULONGLONG* samples, 
   DWORD r = 0, form = 0, fmtSize = 0, dataSize = 0;
   if (FAILED(riff_ReadFileID(file, &r, &form)) || form != kFourCC_WAVE) return nullptr;
   if (FAILED(riff_FindChunkHeader(file, kFourCC_fmt, &fmtSize, &r))) return nullptr;
-  if (fmtSize < 14 || std::int64_t(fmtSize) > fileSize) return nullptr;
+  // The body is read whole: a claim above 4096 bytes is no format chunk a
+  // reader can use, and is not allocated (as in the Wave64 probe).
+  if (fmtSize < 14 || fmtSize > 4096 || std::int64_t(fmtSize) > fileSize) return nullptr;
   const size_t alloc = std::max<size_t>(fmtSize, sizeof(WAVEFORMATEX));
   BYTE* body = static_cast<BYTE*>(std::calloc(1, alloc));
   if (!body) return nullptr;

@@ -57,8 +57,12 @@ class FileSource {
   bool Skip(std::uint64_t n) { return FileSkip(m_file, n); }
   bool Tell(std::int64_t* position) { return FileTell(m_file, position); }
   bool SeekTo(std::int64_t position) { return FileSeek(m_file, position, FILE_BEGIN); }
-  // A file is asked by reading, not beforehand.
-  bool MayHold(std::uint64_t) const { return true; }
+  // Whether n bytes stand between the position and the end of the file.
+  bool MayHold(std::uint64_t n) const {
+    std::int64_t at = 0, size = 0;
+    if (!FileTell(m_file, &at) || !FileSize(m_file, &size)) return false;
+    return size >= at && n <= std::uint64_t(size - at);
+  }
 
   // Writes n bytes at an absolute offset and returns to where it was; the
   // position is restored even after a failed write.

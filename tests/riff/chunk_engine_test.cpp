@@ -7,6 +7,8 @@
 #include <vector>
 
 #include "audio/mmreg.h"
+#include "platform/memory.h"
+#include "riff/detail/file_access.h"
 #include "riff/mriff_api.h"
 #include "riff/riff_api.h"
 #include "tests/riff/riff_test_util.h"
@@ -289,6 +291,34 @@ TEST_P(ListBehindShortList, IsFound) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Sizes, ListBehindShortList, ::testing::Values(0u, 2u));
+
+TEST(Bounds, ReadDataAllocRefusesASizeTheFileCannotHoldBeforeAllocating) {
+  VANE_REQUIRE_TOOL("sox");
+  ScratchDir dir;
+  const auto p = dir / "t.wav";
+  ASSERT_TRUE(Make("sox -n -r 8000 -c 1 -b 16 -t wavpcm " + ShellQuote(p.string()) + " synth 0.1 sine"));
+  Handle h(p);
+  DWORD size = 0, remaining = 0;
+  ASSERT_EQ(riff_FindChunkHeaderInRIFF(h.get(), kFourCC_data, &size, &remaining), S_OK);
+  std::uint64_t bytesRead = 0;
+  vane::riff::SetReadCounterForThread(&bytesRead);
+  for (HRESULT (*alloc)(HANDLE, ZORIFFDATA*) : {&riff_ReadDataAlloc, &riff64_ReadDataAlloc}) {
+    riff_SeekDataStart(h.get());
+    ZORIFFDATA data{0xFFFFFFF0u, nullptr};
+    EXPECT_EQ(alloc(h.get(), &data), ZOERR_FILE_READ);
+    EXPECT_EQ(data.pData, nullptr);
+  }
+  vane::riff::SetReadCounterForThread(nullptr);
+  EXPECT_EQ(bytesRead, 0u) << "a size the file cannot hold is refused before reading";
+  riff_SeekDataStart(h.get());
+  ZORIFFDATA whole{size, nullptr};  // what the file holds still reads
+  EXPECT_EQ(riff_FindChunkHeader(h.get(), kFourCC_data, nullptr, nullptr), S_OK);
+  ASSERT_EQ(riff_ReadDataAlloc(h.get(), &whole), S_OK);
+  ASSERT_NE(whole.pData, nullptr);
+  HGLOBAL block = GlobalHandle(whole.pData);
+  GlobalUnlock(block);
+  GlobalFree(block);
+}
 
 TEST(Riff64, ValidatesHeaderSizesAndFloorsTinySizeFields) {
   EXPECT_EQ(riff64_ValidateChunkHeader(kW64_data, 0x0000000800000000LL), ZOERR_NEWER_VERSION);

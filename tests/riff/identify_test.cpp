@@ -210,6 +210,23 @@ TEST(Rows, RangeFlagsSkipTheBoxClassifier) {
   EXPECT_EQ(identify("avc.mp4", ZOFILEID_VIDEO_ONLY), DWORD(ZOFILEID_QUICKTIME));
 }
 
+TEST(Rows, BoxClassifierReadsOnlyTheHeadersOfALargeMovieBox) {
+  VANE_REQUIRE_TOOL("ffmpeg");
+  ScratchDir dir;
+  const auto p = dir / "long.mp4";
+  // A 100 KB comment makes the movie box large; the classifier needs none of it.
+  ASSERT_TRUE(Make(Expand("ffmpeg {sine} -c:a aac -metadata comment=" + std::string(100000, 'x') + " {out}",
+                          p.string())));
+  Handle h(p);
+  std::uint64_t bytesRead = 0;
+  vane::riff::SetReadCounterForThread(&bytesRead);
+  DWORD type = 0;
+  EXPECT_TRUE(ZoIsQuicklyIdentifiableMediaFileFormat(h.get(), Wide(p).c_str(), 0, &type));
+  vane::riff::SetReadCounterForThread(nullptr);
+  EXPECT_EQ(type, DWORD(ZOFILEID_AAC));
+  EXPECT_LT(bytesRead, 65536u + 16384u);
+}
+
 // A transport stream made by ffmpeg with two video streams and AC-3 audio;
 // one video entry of its program map is turned into a second view (type 32).
 class SecondView : public ::testing::Test {

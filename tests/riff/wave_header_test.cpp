@@ -47,6 +47,8 @@ void Patch32(const std::filesystem::path& p, size_t at, std::uint32_t v) {
   WriteBytes(p, bytes);
 }
 
+void Patch32Bytes(std::vector<std::uint8_t>& bytes, size_t at, std::uint32_t v) { std::memcpy(bytes.data() + at, &v, 4); }
+
 std::uint64_t SoxSamples(const std::filesystem::path& p) {
   std::string out;
   if (RunCommand("soxi -s " + ShellQuote(p.string()) + " 2>/dev/null", &out) != 0) return ~0ull;
@@ -147,6 +149,24 @@ TEST(ToolFiles, SampleCountIsCutToTheFileAndAiffReportsWhereItsSamplesStart) {
   EXPECT_FALSE(ZoGetFileWfx(Wide(au).c_str(), &samples, &offset));
   EXPECT_EQ(samples, 0u);
   EXPECT_EQ(offset, 0u);
+}
+
+TEST(ToolFiles, AFormatChunkAbove4096BytesFailsTheProbe) {
+  VANE_REQUIRE_TOOL("sox");
+  ScratchDir dir;
+  const auto p = dir / "t.wav";
+  ASSERT_TRUE(Make("sox -n -r 8000 -c 1 -b 16 -t wavpcm " + ShellQuote(p.string()) + " synth 1 sine 440"));
+  const auto made = ReadBytes(p);
+  // The 16-byte record, then `extra` more bytes that the chunk holds.
+  for (const std::uint32_t extra : {4080u, 4082u}) {
+    auto bytes = made;
+    bytes.insert(bytes.begin() + 36, extra, 0);
+    Patch32Bytes(bytes, 16, 16 + extra);
+    Patch32Bytes(bytes, 4, std::uint32_t(bytes.size() - 8));
+    WriteBytes(p, bytes);
+    WfxPtr w(ZoGetFileWfx(Wide(p).c_str(), nullptr, nullptr));
+    EXPECT_EQ(w != nullptr, 16 + extra <= 4096) << extra;
+  }
 }
 
 TEST(ToolFiles, RefusesRf64WithAStatusInsteadOfMisreadingIt) {
