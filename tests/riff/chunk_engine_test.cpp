@@ -292,6 +292,35 @@ TEST_P(ListBehindShortList, IsFound) {
 
 INSTANTIATE_TEST_SUITE_P(Sizes, ListBehindShortList, ::testing::Values(0u, 2u));
 
+TEST(OuterSize, GrowthPastTheLimitCutsTheFileBackToTheOldSize) {
+  VANE_REQUIRE_TOOL("sox");
+  ScratchDir dir;
+  const auto p = dir / "t.wav";
+  ASSERT_TRUE(Make("sox -n -r 8000 -c 1 -b 16 -t wavpcm " + ShellQuote(p.string()) + " synth 0.1 sine"));
+  const auto made = ReadBytes(p);
+  // A recorder wrote samples past the last size update; the next update
+  // would pass the 32-bit limit.
+  auto bytes = made;
+  bytes.insert(bytes.end(), 500, 0x33);
+  WriteBytes(p, bytes);
+  {
+    Handle h(p, true);
+    std::int64_t at = 0;
+    ASSERT_TRUE(vane::riff::FileSeek(h.get(), 30, FILE_BEGIN));
+    EXPECT_EQ(riff_UpdateRIFFSize(h.get(), 0xFFFFFFF8LL - LONGLONG(made.size() - 8)), ZOERR_FILE_TOO_LARGE);
+    ASSERT_TRUE(vane::riff::FileTell(h.get(), &at));
+    EXPECT_EQ(at, 30);  // the position is kept
+  }
+  EXPECT_TRUE(ReadBytes(p) == made) << "cut back to what the old size describes";
+  {
+    Handle h(p, true);
+    EXPECT_EQ(riff_UpdateRIFFSize(h.get(), 0xFFFFFFF7LL - LONGLONG(made.size() - 8)), S_OK);  // at the limit
+    DWORD extent = 0;
+    ASSERT_EQ(riff_GetFileSize(h.get(), &extent), S_OK);
+    EXPECT_EQ(extent, 0xFFFFFFF7u + 4u);
+  }
+}
+
 TEST(Bounds, ReadDataAllocRefusesASizeTheFileCannotHoldBeforeAllocating) {
   VANE_REQUIRE_TOOL("sox");
   ScratchDir dir;
