@@ -183,7 +183,6 @@ WAVEFORMATEX* ProbeAiff(HANDLE file, ULONGLONG* samples, ULONGLONG* offset) {
   return wfx;
 }
 
-
 // Fixes each field that reads as nonsense from the hints.
 WAVEFORMATEX RepairRecord(WAVEFORMATEX f, const WAVEFORMATEX& hint) {
   if (f.nSamplesPerSec < 2000 || f.nSamplesPerSec > 192000) f.nSamplesPerSec = hint.nSamplesPerSec;
@@ -282,9 +281,17 @@ HRESULT RewriteWithFormat(OwnedFile& file, LPCWSTR name, std::int64_t body, DWOR
     hr = CopyRange(file.get(), 0, std::uint64_t(chunkStart), out.get());
     if (SUCCEEDED(hr)) hr = riff_WriteChunk(out.get(), kFourCC_fmt, &w, sizeof w, nullptr);
     if (SUCCEEDED(hr)) hr = CopyRange(file.get(), after, std::uint64_t(total - after), out.get());
-    // The outer size follows the change in the chunk's length.
+    // The outer size follows the change in the chunk's length; one that
+    // claimed more than the file (a writer to a pipe leaves 0xFFFFFFFF) is
+    // set to what the copy holds.
     const LONGLONG delta = LONGLONG(8 + sizeof w) - (after - chunkStart);
-    if (SUCCEEDED(hr)) hr = riff_UpdateRIFFSize(out.get(), delta);
+    BYTE field[4] = {};
+    if (SUCCEEDED(hr) && (!FileSeek(file.get(), 4, FILE_BEGIN) || !FileReadExact(file.get(), field, 4)))
+      hr = ZOERR_FILE_READ;
+    const std::int64_t old = detail::Le32(field);
+    const std::int64_t grown = old + 8 <= total ? old + delta : total + delta - 8;
+    if (SUCCEEDED(hr) && (grown < 0 || grown > 0xFFFFFFFFLL)) hr = ZOERR_FILE_TOO_LARGE;
+    if (SUCCEEDED(hr)) hr = riff_SetRIFFSize(out.get(), DWORD(grown));
     if (SUCCEEDED(hr) && !FlushFileBuffers(out.get())) hr = ZOERR_FILE_WRITE;
   }
   if (SUCCEEDED(hr)) {
@@ -353,7 +360,6 @@ HRESULT InsertW64Header(HANDLE file, const WAVEFORMATEX* format, ULONGLONG dataS
 // format chunk is searched for, and where the size fields stand.
 struct Classic {
   static constexpr std::int64_t kFirstChunk = 12;
-  static constexpr std::int64_t kHeader = 8;
   static bool FindFormat(HANDLE file, std::int64_t remaining, DWORD* size) {
     DWORD r = DWORD(remaining), sz = 0;
     if (FAILED(riff_FindChunkHeader(file, kFourCC_fmt, &sz, &r))) return false;
@@ -373,7 +379,6 @@ struct Classic {
 
 struct Wave64 {
   static constexpr std::int64_t kFirstChunk = 40;
-  static constexpr std::int64_t kHeader = 24;
   static bool FindFormat(HANDLE file, std::int64_t remaining, DWORD* size) {
     LONGLONG r = remaining;
     ULONGLONG sz = 0;

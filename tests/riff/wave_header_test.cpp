@@ -317,6 +317,9 @@ INSTANTIATE_TEST_SUITE_P(
         FormatLayout{"ffmpeg extensible float", "ffmpeg",
                      "ffmpeg -v error -f lavfi -i sine=sample_rate=8000:duration=0.2 -ac 2 -c:a pcm_f32le {}",
                      Float32(2, 16000)},
+        FormatLayout{"ffmpeg through a pipe, sizes left at 0xFFFFFFFF", "ffmpeg",
+                     "(ffmpeg -v error -f lavfi -i sine=sample_rate=8000:duration=0.2 -ac 2 -f wav pipe:1 > {})",
+                     Float32(1, 16000)},
         FormatLayout{"float record into a 16-byte chunk grows it", "sox",
                      "sox -n -r 8000 -c 1 -b 32 -t wavpcm {} synth 0.2 sine 440", Float32(1, 22050)}));
 
