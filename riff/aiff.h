@@ -3,6 +3,8 @@
 // as a wave record. Big-endian "FORM" files of type "AIFF" or "AIFC".
 #pragma once
 
+#include <cstdint>
+
 #include "audio/mmreg.h"
 #include "platform/export.h"
 #include "platform/types.h"
@@ -18,8 +20,6 @@ VANE_EXPORT HRESULT iff_GetAIFFWfx(HANDLE file, WAVEFORMATEX* format, DWORD* fra
 VANE_EXPORT void aiff_CreateRate(double rate, BYTE out[10]);
 VANE_EXPORT double aiff_ReadRate(const BYTE in[10]);
 VANE_END_EXTERN_C
-
-#include <cstdint>
 
 namespace vane::riff {
 // The file offset of the first sample frame of an AIFF file: the "SSND"
