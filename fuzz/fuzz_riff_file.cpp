@@ -39,7 +39,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, size_t size) {
   remaining64 = LONGLONG(size);
   (void)riff64_GetNumListEntries(f, &count, &remaining64);
   riff_SeekDataStart(f);
-  ZORIFFDATA block{DWORD(size > 12 ? size - 12 : 0) + (size & 3), nullptr};
+  ZORIFFDATA block{DWORD((size > 12 ? size - 12 : 0) + (size & 3)), nullptr};
   if (SUCCEEDED(riff_ReadDataAlloc(f, &block)) && block.pData) {
     HGLOBAL h = GlobalHandle(block.pData);
     GlobalUnlock(h);
