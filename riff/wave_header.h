@@ -43,8 +43,10 @@ VANE_EXPORT HRESULT ZoInitializeWav64WithJunk(LPCWSTR name, const WAVEFORMATEX* 
 VANE_EXPORT HRESULT ZoInsertWavHeader(HANDLE file, const WAVEFORMATEX* format, DWORD dataSize, DWORD headerSize);
 VANE_EXPORT HRESULT ZoInsertW64Header(HANDLE file, const WAVEFORMATEX* format, ULONGLONG dataSize,
                                       ULONGLONG headerSize);
-// Repairs a ruined header, keeping the samples. hints (may be null) supply
-// the fields that read as nonsense; headerLimit bounds the search for data.
+// Repairs a ruined header, keeping the samples. A format chunk that a walk
+// from the first chunk reaches, with fields that agree, is kept as it is
+// and only the sizes are set; otherwise hints (may be null) supply the
+// fields that read as nonsense. headerLimit bounds the search for data.
 VANE_EXPORT HRESULT ZoFixTrashedWav(HANDLE file, const WAVEFORMATEX* hints, DWORD headerLimit);
 VANE_EXPORT HRESULT ZoFixTrashedW64(HANDLE file, const WAVEFORMATEX* hints, ULONGLONG headerLimit);
 
