@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The file chunk walkers (classic and Wave64), the wave probes and the
-// header repair over arbitrary file contents.
+// The file chunk walkers (classic and Wave64), the wave probes, the format
+// rewrite, deletes and the header repair over arbitrary file contents.
 #include <unistd.h>
 
 #include <cstdint>
@@ -8,6 +8,7 @@
 #include <string>
 
 #include "platform/file.h"
+#include "platform/memory.h"
 #include "platform/wtext.h"
 #include "riff/riff_api.h"
 #include "riff/wave_header.h"
@@ -37,10 +38,23 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, size_t size) {
   riff64_SeekDataStart(f);
   remaining64 = LONGLONG(size);
   (void)riff64_GetNumListEntries(f, &count, &remaining64);
+  riff_SeekDataStart(f);
+  ZORIFFDATA block{DWORD((size > 12 ? size - 12 : 0) + (size & 3)), nullptr};
+  if (SUCCEEDED(riff_ReadDataAlloc(f, &block)) && block.pData) {
+    HGLOBAL h = GlobalHandle(block.pData);
+    GlobalUnlock(h);
+    GlobalFree(h);
+  }
   CloseHandle(f);
-  std::free(ZoGetFileWfx(name.c_str(), nullptr, nullptr));
+  ULONGLONG samples = 0, offset = 0;
+  std::free(ZoGetFileWfx(name.c_str(), &samples, &offset));
   (void)ZoFileIsWave(name.c_str(), TRUE);
   (void)ZoFileIsWave64(name.c_str(), TRUE);
+  // A PCM record fits a 16- or 18-byte chunk in place; a float record
+  // needs 18 bytes and may rewrite the file beside itself.
+  WAVEFORMATEX pcm{WAVE_FORMAT_PCM, 2, 44100, 176400, 4, 16, 0};
+  WAVEFORMATEX flt{WAVE_FORMAT_IEEE_FLOAT, 1, 48000, 192000, 4, 32, 0};
+  (void)ZoSetFileWfx(name.c_str(), (size & 1) ? &flt : &pcm);
   // Repair last: it rewrites the header of the scratch copy.
   f = CreateFileW(name.c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, 0, nullptr);
   if (f != INVALID_HANDLE_VALUE) {
@@ -48,6 +62,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, size_t size) {
     (void)ZoFixTrashedW64(f, nullptr, 0x10000);
     DWORD removed = 0;
     (void)riff_DeleteChunk(f, ZoFourCC("JUNK"), &removed, FALSE);
+    (void)riff_DeleteChunk(f, kFourCC_INFO, &removed, TRUE);
+    ULONGLONG removed64 = 0;
+    (void)riff64_DeleteChunk(f, &kW64_junk, &removed64);
     CloseHandle(f);
   }
   return 0;

@@ -85,3 +85,29 @@ HRESULT iff_GetAIFFWfx(HANDLE file, WAVEFORMATEX* wfx, DWORD* frames, LONGLONG* 
   }
   return ZOERR_NOT_FOUND;
 }
+
+namespace vane::riff {
+
+bool AiffSoundDataOffset(HANDLE file, std::int64_t* offset) {
+  std::int64_t size = 0;
+  if (!iff_IsAIFFFile(file) || !FileSize(file, &size)) return false;
+  // iff_IsAIFFFile left the position behind the form type: walk from there.
+  for (int guard = 0; guard < 4096; ++guard) {
+    BYTE c[16];
+    if (!FileReadExact(file, c, 8)) return false;
+    const DWORD chunk = Be32(c + 4);
+    if (std::memcmp(c, "SSND", 4) == 0) {
+      if (chunk < 8 || !FileReadExact(file, c + 8, 8)) return false;
+      std::int64_t at = 0;
+      FileTell(file, &at);
+      at += Be32(c + 8);
+      if (at > size) return false;
+      *offset = at;
+      return true;
+    }
+    if (!FileSkip(file, std::uint64_t(chunk) + (chunk & 1))) return false;
+  }
+  return false;
+}
+
+}  // namespace vane::riff

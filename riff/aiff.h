@@ -3,6 +3,8 @@
 // as a wave record. Big-endian "FORM" files of type "AIFF" or "AIFC".
 #pragma once
 
+#include <cstdint>
+
 #include "audio/mmreg.h"
 #include "platform/export.h"
 #include "platform/types.h"
@@ -18,3 +20,10 @@ VANE_EXPORT HRESULT iff_GetAIFFWfx(HANDLE file, WAVEFORMATEX* format, DWORD* fra
 VANE_EXPORT void aiff_CreateRate(double rate, BYTE out[10]);
 VANE_EXPORT double aiff_ReadRate(const BYTE in[10]);
 VANE_END_EXTERN_C
+
+namespace vane::riff {
+// The file offset of the first sample frame of an AIFF file: the "SSND"
+// body, behind its offset and block-size fields, plus that offset. False
+// without an SSND chunk or when it would start past the file's end.
+bool AiffSoundDataOffset(HANDLE file, std::int64_t* offset);
+}  // namespace vane::riff

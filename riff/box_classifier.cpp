@@ -1,7 +1,10 @@
 // SPDX-License-Identifier: MIT
 // Box classifier and ZoFindAtom. The movie box is located by a walk of the
-// top-level boxes, read whole into memory (bounded), and parsed there with
-// every size checked against its parent.
+// top-level boxes; inside it only box headers are read on the way down to
+// each track's handler and sample description, and only those two bodies
+// (the description cut at kMaxSampleDescription) are read and parsed in
+// memory, with every size checked against its parent. The sample tables,
+// which make a long recording's movie box large, are never read.
 #include "riff/detail/box_classifier.h"
 
 #include <algorithm>
@@ -16,7 +19,7 @@ using namespace vane::riff;
 
 namespace {
 
-constexpr std::uint64_t kMaxMoov = 64u << 20;  // a larger movie box is not classified
+constexpr std::uint64_t kMaxSampleDescription = 64u << 10;  // the first entry and its esds lie well within
 
 inline DWORD Be32(const BYTE* p) { return DWORD(p[0]) << 24 | DWORD(p[1]) << 16 | DWORD(p[2]) << 8 | p[3]; }
 inline bool Is(const BYTE* p, const char* t) { return std::memcmp(p, t, 4) == 0; }
@@ -78,6 +81,46 @@ bool FindAtom(const Source& src, const char type[4], std::int64_t start, std::in
     left -= std::int64_t(boxSize);
   }
   return false;
+}
+
+// A box body in the file; at < 0 when there is none.
+struct FileSpan {
+  std::int64_t at;
+  std::uint64_t n;
+};
+
+// Calls visit(type, body) for each child box of a body in the file, reading
+// only the headers; stops at the first box that does not fit.
+template <typename F>
+void FileChildren(const Source& src, FileSpan s, F&& visit) {
+  if (s.at < 0) return;
+  std::uint64_t at = 0;
+  for (int count = 0; at + 8 <= s.n && count < 4096; ++count) {
+    BYTE h[16];
+    if (!src.Read(s.at + std::int64_t(at), h, 8)) return;
+    std::uint64_t size = Be32(h);
+    std::uint64_t head = 8;
+    if (size == 1) {
+      if (at + 16 > s.n || !src.Read(s.at + std::int64_t(at) + 8, h + 8, 8)) return;
+      size = std::uint64_t(Be32(h + 8)) << 32 | Be32(h + 12);
+      head = 16;
+    } else if (size == 0) {
+      size = s.n - at;
+    }
+    if (size < head || size > s.n - at) return;
+    if (visit(h + 4, FileSpan{s.at + std::int64_t(at + head), size - head})) return;
+    at += size;
+  }
+}
+
+FileSpan FileChild(const Source& src, FileSpan s, const char* type) {
+  FileSpan out{-1, 0};
+  FileChildren(src, s, [&](const BYTE* t, FileSpan body) {
+    if (!Is(t, type)) return false;
+    out = body;
+    return true;
+  });
+  return out;
 }
 
 // A box inside a memory block: [begin, end) of the body.
@@ -200,49 +243,54 @@ DWORD ClassifyBoxes(const BYTE* bytes, size_t n, HANDLE file) {
   std::int64_t moovAt = 0, moovSize = 0;
   bool m2 = false, pcm = false, aac = false;
   int soundTracks = 0;
-  std::vector<BYTE> moov;
-  if (FindAtom(src, "moov", 0, src.size(), &moovAt, &moovSize) && moovSize >= 8 &&
-      std::uint64_t(moovSize) <= kMaxMoov) {
-    moov.resize(size_t(moovSize));
-    if (!src.Read(moovAt, moov.data(), moov.size())) moov.clear();
+  FileSpan moov{-1, 0};
+  if (FindAtom(src, "moov", 0, src.size(), &moovAt, &moovSize) && moovSize >= 8) {
+    BYTE h[4];
+    const std::int64_t head = src.Read(moovAt, h, 4) && Be32(h) == 1 ? 16 : 8;
+    if (moovSize >= head) moov = FileSpan{moovAt + head, std::uint64_t(moovSize - head)};
   }
-  if (!moov.empty()) {
-    Children(Span{moov.data() + 8, moov.size() - 8}, [&](const BYTE* type, Span trak) {
-      if (!Is(type, "trak")) return false;
-      const Span mdia = Child(trak, "mdia");
-      if (!mdia.p) return false;
-      const Span hdlr = Child(mdia, "hdlr");
-      const BYTE* handler = hdlr.p && hdlr.n >= 12 ? hdlr.p + 8 : nullptr;
-      const Span stsd = Child(Child(Child(mdia, "minf"), "stbl"), "stsd");
-      const BYTE* entryType = nullptr;
-      Span entry{nullptr, 0};
-      if (stsd.p && stsd.n >= 16) {
-        Children(Span{stsd.p + 8, stsd.n - 8}, [&](const BYTE* et, Span body) {
-          entryType = et;
-          entry = body;
-          return true;
-        });
+  FileChildren(src, moov, [&](const BYTE* type, FileSpan trak) {
+    if (!Is(type, "trak")) return false;
+    const FileSpan mdia = FileChild(src, trak, "mdia");
+    if (mdia.at < 0) return false;
+    const FileSpan hdlr = FileChild(src, mdia, "hdlr");
+    BYTE hdlrHead[12];
+    const BYTE* handler = hdlr.at >= 0 && hdlr.n >= 12 && src.Read(hdlr.at, hdlrHead, 12) ? hdlrHead + 8 : nullptr;
+    const FileSpan stsdAt = FileChild(src, FileChild(src, FileChild(src, mdia, "minf"), "stbl"), "stsd");
+    std::vector<BYTE> stsdBytes;
+    if (stsdAt.at >= 0) {
+      stsdBytes.resize(size_t(std::min(stsdAt.n, kMaxSampleDescription)));
+      if (!src.Read(stsdAt.at, stsdBytes.data(), stsdBytes.size())) stsdBytes.clear();
+    }
+    const Span stsd{stsdBytes.data(), stsdBytes.size()};
+    const BYTE* entryType = nullptr;
+    Span entry{nullptr, 0};
+    if (stsd.n >= 16) {
+      Children(Span{stsd.p + 8, stsd.n - 8}, [&](const BYTE* et, Span body) {
+        entryType = et;
+        entry = body;
+        return true;
+      });
+    }
+    if (handler && Is(handler, "vide")) {
+      b1 = false;
+      if (entryType && ftyp && Is(entryType, "avc1")) b2 = true;
+      if (entryType && Is(entryType, "mp4v")) {
+        int ot = -1, aot = -1;
+        ReadEsds(EntryEsds(entryType, entry), &ot, &aot);
+        if (ot >= 96 && ot <= 101) m2 = true;
       }
-      if (handler && Is(handler, "vide")) {
-        b1 = false;
-        if (entryType && ftyp && Is(entryType, "avc1")) b2 = true;
-        if (entryType && Is(entryType, "mp4v")) {
-          int ot = -1, aot = -1;
-          ReadEsds(EntryEsds(entryType, entry), &ot, &aot);
-          if (ot >= 96 && ot <= 101) m2 = true;
-        }
-      } else if (handler && Is(handler, "soun")) {
-        ++soundTracks;
-        if (entryType && (Is(entryType, "twos") || Is(entryType, "sowt") || Is(entryType, "raw "))) pcm = true;
-        if (entryType && Is(entryType, "mp4a")) {
-          int ot = -1, aot = -1;
-          ReadEsds(EntryEsds(entryType, entry), &ot, &aot);
-          if (ot == 64) aac = aot == 2 || aot == 5 || aot == 29;
-        }
+    } else if (handler && Is(handler, "soun")) {
+      ++soundTracks;
+      if (entryType && (Is(entryType, "twos") || Is(entryType, "sowt") || Is(entryType, "raw "))) pcm = true;
+      if (entryType && Is(entryType, "mp4a")) {
+        int ot = -1, aot = -1;
+        ReadEsds(EntryEsds(entryType, entry), &ot, &aot);
+        if (ot == 64) aac = aot == 2 || aot == 5 || aot == 29;
       }
-      return false;
-    });
-  }
+    }
+    return false;
+  });
   if (b1 && aac) return ZOFILEID_AAC;
   if (b2) {
     if (pcm) return ZOFILEID_MP4_PCM;

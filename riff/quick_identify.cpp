@@ -129,53 +129,51 @@ bool M4a(const Probe& b) {
 bool Red(const Probe& b) { return b.n >= 8 && (b.At(4, "RED1") || b.At(4, "RED2")); }
 bool Dls(const Probe& b) { return b.At(0, "RIFF") && (b.At(8, "DLS ") || b.At(8, "sfbk")); }
 
+// A transport stream carrying a second video view, by the state machine as
+// written: a PAT that does not parse leaves the walk in state 2, a PMT of
+// another table id in state 4, and neither state leads to a hit.
 bool TsParse(const Probe& b) {
   if (b.n < 5) return false;
   const bool g0 = b.p[0] == 'G', g4 = b.p[4] == 'G';
   if (g0 == g4) return false;
   const size_t size = g0 ? 188 : 192, lead = g0 ? 0 : 4;
+  constexpr size_t kPacket = 188;
   int state = 0;
-  bool h264 = false, secondView = false, audio = false, otherAudio = false;
+  bool secondView = false, audio = false, otherAudio = false;
   for (size_t k = 0; k < b.n / size && state != 5; ++k) {
+    if (k * size + lead + kPacket > b.n) break;
     const BYTE* pk = b.p + k * size + lead;
-    const size_t avail = 188;
-    if (k * size + lead + avail > b.n) break;
-    if (pk[0] != 'G' || (pk[1] & 0x80)) continue;
-    const bool startFlag = pk[1] & 0x40;
+    if (pk[1] & 0x80) continue;  // transport error: of no use
+    if (!(pk[1] & 0x40)) continue;
     const unsigned pid = unsigned(pk[1] & 0x1F) << 8 | pk[2];
+    const bool pat = state == 0 && pid == 0, pmt = state == 3 && pid != 0;
+    if (!pat && !pmt) continue;
+    state = pat ? 2 : 4;
     size_t pos = 4;
-    if (pk[3] & 0x20) pos += 1 + size_t(pk[4]);
-    if (!(pk[3] & 0x10) || pos >= avail) continue;
-    if (!startFlag) continue;
+    if (pk[3] & 0x20) pos += 1 + size_t(pk[4]);  // adaptation field
+    if (pos >= kPacket) continue;
     pos += 1 + size_t(pk[pos]);  // pointer field
-    if (pos + 8 > avail) continue;
+    if (pos + 3 > kPacket) continue;
     const BYTE* sec = pk + pos;
     const size_t secLen = size_t(sec[1] & 0x0F) << 8 | sec[2];
-    if (state == 0 && pid == 0) {
-      state = 2;
-      if (sec[0] == 0 && (sec[1] & 0x80) && secLen <= 1021 && pos + 3 + secLen <= avail) state = 3;
-      else state = 0;
-    } else if (state == 3 && pid != 0) {
-      state = 4;
-      if (sec[0] != 2 || pos + 3 + secLen > avail || secLen < 13) {
-        state = 3;
-        continue;
-      }
-      const size_t end = 3 + secLen - 4;  // the CRC closes the section
-      size_t q = 12 + (size_t(sec[10] & 0x0F) << 8 | sec[11]);
-      while (q + 5 <= end && end - q >= 6) {
-        const BYTE type = sec[q];
-        if (type == 27) h264 = true;
-        if (type == 32) secondView = true;
-        if (type == 6 || type == 129 || type == 131) audio = true;
-        if (type == 128) otherAudio = true;
-        if ((sec[q + 1] & 0xE0) != 0xE0) break;
-        q += 5 + (size_t(sec[q + 3] & 0x0F) << 8 | sec[q + 4]);
-      }
-      state = 5;
+    if (pat) {
+      if (sec[0] == 0 && (sec[1] & 0x80) && secLen <= 1021 && pos + 3 + secLen <= kPacket) state = 3;
+      continue;
     }
+    if (sec[0] != 2 || pos + 12 > kPacket) continue;
+    // Entries while 6 bytes are left of the section, read no further than
+    // the packet holds.
+    const size_t end = std::min(3 + secLen, kPacket - pos);
+    for (size_t q = 12 + (size_t(sec[10] & 0x0F) << 8 | sec[11]); q + 6 <= end;) {
+      const BYTE type = sec[q];
+      if (type == 32) secondView = true;
+      if (type == 6 || type == 129 || type == 131) audio = true;
+      if (type == 128) otherAudio = true;
+      if ((sec[q + 1] & 0xE0) != 0xE0) break;
+      q += 5 + (size_t(sec[q + 3] & 0x0F) << 8 | sec[q + 4]);
+    }
+    state = 5;
   }
-  (void)h264;
   return state == 5 && secondView && (audio || otherAudio);
 }
 bool TsSync(const Probe& b) {
@@ -430,9 +428,11 @@ DWORD IdentifyBytes(const BYTE* bytes, size_t n, LPCWSTR name, DWORD flags, HAND
   *found = false;
   for (const Row& row : kRows) {
     if (!row.test) {
-      if (ranged && !(flags & (ZOFILEID_AUDIO_ONLY | ZOFILEID_VIDEO_ONLY))) continue;
+      // The classifier's row has no type of its own, so a range flag skips
+      // it like every row below type 2; the plainer rows decide then.
+      if (ranged) continue;
       const DWORD t = ClassifyBoxes(probe.p, probe.n, file);
-      if (t != ZOFILEID_UNKNOWN && InRange(t, flags)) {
+      if (t != ZOFILEID_UNKNOWN) {
         *found = true;
         return t;
       }

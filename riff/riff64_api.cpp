@@ -3,7 +3,6 @@
 // header; in these interfaces sizes are data sizes.
 #include <algorithm>
 #include <cstring>
-#include <limits>
 #include <vector>
 
 #include "platform/file.h"
@@ -209,9 +208,12 @@ HRESULT riff64_DeleteChunk(HANDLE file, const GUID* id, ULONGLONG* removed) {
   VANE_RETURN_IF_FAILED(detail::FindChunk<Wave64Codec>(src, *id, &sz, &r));
   std::int64_t pos = 0, fileSize = 0;
   if (!FileTell(file, &pos) || !FileSize(file, &fileSize)) return ZOERR_FILE_READ;
-  const ULONGLONG cut = Pad8(sz) + kHeader;
+  // A size that passes the end of the form or of the file would take the
+  // chunks behind it along: refused before anything is written.
+  if (r < 0 || sz > ULONGLONG(r) || sz > ULONGLONG(fileSize - pos)) return ZOERR_FILE_READ;
   const std::int64_t start = pos - kHeader;
-  if (cut > ULONGLONG(std::numeric_limits<std::int64_t>::max() - start)) return ZOERR_FILE_READ;
+  // The last chunk may lack its padding.
+  const ULONGLONG cut = std::min<ULONGLONG>(Pad8(sz) + kHeader, ULONGLONG(fileSize - start));
   std::int64_t from = start + std::int64_t(cut), to = start;
   std::int64_t tail = fileSize - from;
   if (tail > 0) {

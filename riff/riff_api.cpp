@@ -192,10 +192,15 @@ HRESULT riff_DeleteChunk(HANDLE file, DWORD id, DWORD* removed, BOOL isList) {
   VANE_RETURN_IF_FAILED(detail::StartOfForm<ClassicCodec>(src, &r));
   VANE_RETURN_IF_FAILED(isList ? detail::FindList<ClassicCodec>(src, id, &sz, &r)
                                : detail::FindChunk<ClassicCodec>(src, id, &sz, &r));
-  std::int64_t pos = 0;
-  if (!FileTell(file, &pos)) return ZOERR_FILE_READ;
-  const std::uint64_t cut = Even(sz) + 8 + (isList ? 4 : 0);
+  std::int64_t pos = 0, fileSize = 0;
+  if (!FileTell(file, &pos) || !FileSize(file, &fileSize)) return ZOERR_FILE_READ;
+  // A size that passes the end of the form or of the file would take the
+  // chunks behind it along: refused before anything is written. (A LIST
+  // too short for its type has wrapped to a huge size and is refused too.)
+  if (sz > r || std::int64_t(sz) > fileSize - pos) return ZOERR_FILE_READ;
   const std::int64_t start = pos - 8 - (isList ? 4 : 0);
+  // The last chunk may lack its pad byte.
+  const std::uint64_t cut = std::min<std::uint64_t>(Even(sz) + 8 + (isList ? 4 : 0), std::uint64_t(fileSize - start));
   std::vector<BYTE> block(4096);
   std::int64_t from = start + std::int64_t(cut), to = start;
   for (;;) {

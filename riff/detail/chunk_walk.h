@@ -57,8 +57,12 @@ class FileSource {
   bool Skip(std::uint64_t n) { return FileSkip(m_file, n); }
   bool Tell(std::int64_t* position) { return FileTell(m_file, position); }
   bool SeekTo(std::int64_t position) { return FileSeek(m_file, position, FILE_BEGIN); }
-  // A file is asked by reading, not beforehand.
-  bool MayHold(std::uint64_t) const { return true; }
+  // Whether n bytes stand between the position and the end of the file.
+  bool MayHold(std::uint64_t n) const {
+    std::int64_t at = 0, size = 0;
+    if (!FileTell(m_file, &at) || !FileSize(m_file, &size)) return false;
+    return size >= at && n <= std::uint64_t(size - at);
+  }
 
   // Writes n bytes at an absolute offset and returns to where it was; the
   // position is restored even after a failed write.
@@ -310,10 +314,20 @@ HRESULT FindList(Src& src, const typename Codec::Id& listType, typename Codec::S
       if (size) *size = Codec::ListDataSize(sz);
       return S_OK;
     }
-    // A list too short to hold its type is stepped over, never backwards.
-    const std::uint64_t rounded = std::max<std::uint64_t>(Codec::Round(sz), kType);
-    if (rounded < sz || !src.Skip(rounded - kType)) return ZOERR_FILE_READ;
-    if (remaining) *remaining = Codec::Less(*remaining, rounded - kType);
+    const std::uint64_t rounded = Codec::Round(sz);
+    if (rounded < sz) return ZOERR_FILE_READ;
+    if (rounded >= kType) {
+      if (!src.Skip(rounded - kType)) return ZOERR_FILE_READ;
+      if (remaining) *remaining = Codec::Less(*remaining, rounded - kType);
+    } else {
+      // A list too short to hold its type (size 0 or 2): what was read as
+      // its type belongs to the next chunk, so the walk steps back to the
+      // list's end. Each round still moves forward by a whole header.
+      const DWORD back = DWORD(kType - rounded);
+      std::int64_t at = 0;
+      if (!src.Tell(&at) || !src.SeekTo(at - back)) return ZOERR_FILE_READ;
+      if (remaining) *remaining += Remaining(back);
+    }
     VANE_RETURN_IF_FAILED(FindChunk<Codec>(src, Codec::kListId, &sz, remaining));
   }
   return ZOERR_NOT_FOUND;

@@ -7,6 +7,8 @@
 #include <vector>
 
 #include "audio/mmreg.h"
+#include "platform/memory.h"
+#include "riff/detail/file_access.h"
 #include "riff/mriff_api.h"
 #include "riff/riff_api.h"
 #include "tests/riff/riff_test_util.h"
@@ -161,6 +163,190 @@ TEST_F(RiffFile, Wave64AcceptsBothStoredSizeConventions) {
   m_handle.reset();
   const auto bytes = ReadBytes(m_path);
   EXPECT_EQ(std::int64_t(bytes.size()), end - 40);
+}
+
+// A chunk whose size passes the end of its form would take the chunks
+// behind it along; the delete is refused and the file stays as it was.
+struct LyingChunk {
+  const char* name;
+  const char* tool;
+  std::string command;  // {} stands for the output file
+  bool wave64;
+  const char* lie;      // the chunk whose size is made to lie: "LIST", "data" or the Wave64 "fmt "
+  std::uint32_t claimed;
+};
+void PrintTo(const LyingChunk& l, std::ostream* os) { *os << l.name; }
+
+class DeleteLyingChunk : public ::testing::TestWithParam<LyingChunk> {};
+
+TEST_P(DeleteLyingChunk, IsRefusedAndNothingIsWritten) {
+  const LyingChunk& l = GetParam();
+  if (!HaveTool(l.tool)) GTEST_SKIP() << l.tool << " is not installed";
+  ScratchDir dir;
+  const auto p = dir / (l.wave64 ? "t.w64" : "t.wav");
+  std::string command = l.command;
+  command.replace(command.find("{}"), 2, ShellQuote(p.string()));
+  ASSERT_TRUE(Make(command));
+  auto bytes = ReadBytes(p);
+  ASSERT_LT(bytes.size(), l.claimed);
+  // Find the chunk by walking the file's own headers, then make its size lie.
+  size_t at = l.wave64 ? 40 : 12;
+  const size_t header = l.wave64 ? 24 : 8;
+  for (;;) {
+    ASSERT_LE(at + header, bytes.size()) << "no " << l.lie << " chunk";
+    std::uint64_t size = 0;
+    std::memcpy(&size, bytes.data() + at + (l.wave64 ? 16 : 4), l.wave64 ? 8 : 4);
+    if (std::memcmp(bytes.data() + at, l.lie, 4) == 0) break;
+    at += l.wave64 ? header + ((size - header + 7) & ~7ull) : header + size + (size & 1);
+  }
+  if (l.wave64) {
+    const std::uint64_t claimed = l.claimed;
+    std::memcpy(bytes.data() + at + 16, &claimed, 8);
+  } else {
+    std::memcpy(bytes.data() + at + 4, &l.claimed, 4);
+  }
+  WriteBytes(p, bytes);
+  {
+    Handle h(p, true);
+    if (l.wave64) {
+      GUID id = kW64_fmt;
+      ULONGLONG removed = 7;
+      EXPECT_EQ(riff64_DeleteChunk(h.get(), &id, &removed), ZOERR_FILE_READ);
+      EXPECT_EQ(removed, 0u);
+    } else {
+      DWORD removed = 7;
+      const bool list = std::strcmp(l.lie, "LIST") == 0;
+      EXPECT_EQ(riff_DeleteChunk(h.get(), list ? kFourCC_INFO : kFourCC_data, &removed, list), ZOERR_FILE_READ);
+      EXPECT_EQ(removed, 0u);
+    }
+  }
+  EXPECT_TRUE(ReadBytes(p) == bytes) << "the file changed";
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Writers, DeleteLyingChunk,
+    ::testing::Values(
+        LyingChunk{"ffmpeg INFO list claiming 1 MB", "ffmpeg",
+                   "ffmpeg -v error -f lavfi -i sine=sample_rate=8000:duration=0.2 -metadata title=x {}", false,
+                   "LIST", 1u << 20},
+        LyingChunk{"sox data claiming more than the file", "sox",
+                   "sox -n -r 8000 -c 1 -b 16 -t wavpcm {} synth 0.2 sine", false, "data", 1u << 20},
+        LyingChunk{"sox Wave64 format chunk claiming 1 MB", "sox", "sox -n -r 8000 -c 1 -b 16 {} synth 0.2 sine", true,
+                   "fmt ", 1u << 20}));
+
+TEST_F(RiffFile, DeletesTheLastChunkWithoutItsPadByte) {
+  auto bytes = SampleRiff();
+  ByteWriter w;
+  w.fourcc("odd2").u32le(3).bytes("xyz", 3);  // no pad byte: the file ends here
+  bytes.insert(bytes.end(), w.data().begin(), w.data().end());
+  const std::uint32_t riffSize = std::uint32_t(bytes.size() - 8);
+  std::memcpy(bytes.data() + 4, &riffSize, 4);
+  HANDLE f = Open(bytes);
+  DWORD removed = 0;
+  ASSERT_EQ(riff_DeleteChunk(f, ZoFourCC("odd2"), &removed, FALSE), S_OK);
+  EXPECT_EQ(removed, 11u);
+  m_handle.reset();
+  EXPECT_TRUE(ReadBytes(m_path) == SampleRiff());
+}
+
+// An empty list, or one of 2 bytes, ahead of the INFO list: the search
+// finds INFO behind it in the file and the memory layers alike.
+class ListBehindShortList : public ::testing::TestWithParam<std::uint32_t> {};
+
+TEST_P(ListBehindShortList, IsFound) {
+  VANE_REQUIRE_TOOL("ffmpeg");
+  ScratchDir dir;
+  const auto p = dir / "t.wav";
+  ASSERT_TRUE(Make("ffmpeg -v error -f lavfi -i sine=sample_rate=8000:duration=0.1 -metadata title=Tune -c:a "
+                   "pcm_s16le " +
+                   ShellQuote(p.string())));
+  auto bytes = ReadBytes(p);
+  std::uint32_t fmtSize = 0;
+  ASSERT_EQ(std::memcmp(bytes.data() + 12, "fmt ", 4), 0);
+  std::memcpy(&fmtSize, bytes.data() + 16, 4);
+  ByteWriter shortList;
+  shortList.fourcc("LIST").u32le(GetParam());
+  for (std::uint32_t i = 0; i < GetParam(); ++i) shortList.u8(0);
+  bytes.insert(bytes.begin() + 20 + fmtSize, shortList.data().begin(), shortList.data().end());
+  const std::uint32_t riffSize = std::uint32_t(bytes.size() - 8);
+  std::memcpy(bytes.data() + 4, &riffSize, 4);
+  WriteBytes(p, bytes);
+
+  Handle h(p);
+  DWORD size = 0;
+  ASSERT_EQ(riff_FindListChunkFromStart(h.get(), kFourCC_INFO, &size), S_OK);
+  DWORD remaining = size, len = 0;
+  ASSERT_EQ(riff_FindChunkHeader(h.get(), ZoFourCC("INAM"), &len, &remaining), S_OK);
+  WCHAR text[16];
+  ASSERT_EQ(riff_ReadANSIString(h.get(), text, 16, &len), S_OK);
+  EXPECT_EQ(std::u16string(text), u"Tune");
+
+  _tMRIFF c;
+  ASSERT_EQ(mriff_Init(&c, bytes.data(), DWORD(bytes.size()), DWORD(bytes.size())), S_OK);
+  ASSERT_EQ(mriff_FindListChunkFromStart(&c, kFourCC_INFO, &size), S_OK);
+  mriff_SeekDataStart(&c);
+  char name[16] = {};
+  ASSERT_EQ(mriff_GetInfoString(&c, ZoFourCC("INAM"), name, sizeof name, nullptr), S_OK);
+  EXPECT_STREQ(name, "Tune");
+}
+
+INSTANTIATE_TEST_SUITE_P(Sizes, ListBehindShortList, ::testing::Values(0u, 2u));
+
+TEST(OuterSize, GrowthPastTheLimitCutsTheFileBackToTheOldSize) {
+  VANE_REQUIRE_TOOL("sox");
+  ScratchDir dir;
+  const auto p = dir / "t.wav";
+  ASSERT_TRUE(Make("sox -n -r 8000 -c 1 -b 16 -t wavpcm " + ShellQuote(p.string()) + " synth 0.1 sine"));
+  const auto made = ReadBytes(p);
+  // A recorder wrote samples past the last size update; the next update
+  // would pass the 32-bit limit.
+  auto bytes = made;
+  bytes.insert(bytes.end(), 500, 0x33);
+  WriteBytes(p, bytes);
+  {
+    Handle h(p, true);
+    std::int64_t at = 0;
+    ASSERT_TRUE(vane::riff::FileSeek(h.get(), 30, FILE_BEGIN));
+    EXPECT_EQ(riff_UpdateRIFFSize(h.get(), 0xFFFFFFF8LL - LONGLONG(made.size() - 8)), ZOERR_FILE_TOO_LARGE);
+    ASSERT_TRUE(vane::riff::FileTell(h.get(), &at));
+    EXPECT_EQ(at, 30);  // the position is kept
+  }
+  EXPECT_TRUE(ReadBytes(p) == made) << "cut back to what the old size describes";
+  {
+    Handle h(p, true);
+    EXPECT_EQ(riff_UpdateRIFFSize(h.get(), 0xFFFFFFF7LL - LONGLONG(made.size() - 8)), S_OK);  // at the limit
+    DWORD extent = 0;
+    ASSERT_EQ(riff_GetFileSize(h.get(), &extent), S_OK);
+    EXPECT_EQ(extent, 0xFFFFFFF7u + 4u);
+  }
+}
+
+TEST(Bounds, ReadDataAllocRefusesASizeTheFileCannotHoldBeforeAllocating) {
+  VANE_REQUIRE_TOOL("sox");
+  ScratchDir dir;
+  const auto p = dir / "t.wav";
+  ASSERT_TRUE(Make("sox -n -r 8000 -c 1 -b 16 -t wavpcm " + ShellQuote(p.string()) + " synth 0.1 sine"));
+  Handle h(p);
+  DWORD size = 0, remaining = 0;
+  ASSERT_EQ(riff_FindChunkHeaderInRIFF(h.get(), kFourCC_data, &size, &remaining), S_OK);
+  std::uint64_t bytesRead = 0;
+  vane::riff::SetReadCounterForThread(&bytesRead);
+  for (HRESULT (*alloc)(HANDLE, ZORIFFDATA*) : {&riff_ReadDataAlloc, &riff64_ReadDataAlloc}) {
+    riff_SeekDataStart(h.get());
+    ZORIFFDATA data{0xFFFFFFF0u, nullptr};
+    EXPECT_EQ(alloc(h.get(), &data), ZOERR_FILE_READ);
+    EXPECT_EQ(data.pData, nullptr);
+  }
+  vane::riff::SetReadCounterForThread(nullptr);
+  EXPECT_EQ(bytesRead, 0u) << "a size the file cannot hold is refused before reading";
+  riff_SeekDataStart(h.get());
+  ZORIFFDATA whole{size, nullptr};  // what the file holds still reads
+  EXPECT_EQ(riff_FindChunkHeader(h.get(), kFourCC_data, nullptr, nullptr), S_OK);
+  ASSERT_EQ(riff_ReadDataAlloc(h.get(), &whole), S_OK);
+  ASSERT_NE(whole.pData, nullptr);
+  HGLOBAL block = GlobalHandle(whole.pData);
+  GlobalUnlock(block);
+  GlobalFree(block);
 }
 
 TEST(Riff64, ValidatesHeaderSizesAndFloorsTinySizeFields) {

@@ -65,6 +65,10 @@ const Made kMade[] = {
     {"v.mpg", "ffmpeg", "ffmpeg -f lavfi -i testsrc=size=64x48:rate=25:duration=0.5 -c:v mpeg1video -f mpeg {out}", ZOFILEID_MPEG1},
     {"v.mxf", "ffmpeg", "ffmpeg -f lavfi -i testsrc=size=720x576:rate=25:duration=0.2 -c:v mpeg2video -pix_fmt yuv422p {out}",
      ZOFILEID_MXF},
+    // The box classifier's own results.
+    {"aac.mp4", "ffmpeg", "ffmpeg {sine} -c:a aac {out}", ZOFILEID_AAC, true},
+    {"pcm.mov", "ffmpeg", "ffmpeg {pic} {sine} -shortest -c:v libx264 -c:a pcm_s16le {out}", ZOFILEID_MP4_PCM, true},
+    {"m2.mp4", "ffmpeg", "ffmpeg {pic} -c:v mpeg2video {out}", ZOFILEID_MP4_MPEG2, true},
     {"a.wav", "sox", "sox -n -r 8000 -c 2 {out} synth 0.1 sine 440", ZOFILEID_WAVE},
     {"a.w64", "sox", "sox -n -r 8000 -c 2 {out} synth 0.1 sine 440", ZOFILEID_WAVE64},
 };
@@ -189,6 +193,96 @@ TEST(Rows, RangeFlagsSkipOtherRanges) {
   EXPECT_EQ(Identify(png, ZOFILEID_IMAGE_ONLY), DWORD(ZOFILEID_PNG));
   EXPECT_EQ(Identify(png, ZOFILEID_AUDIO_ONLY | ZOFILEID_VIDEO_ONLY), DWORD(ZOFILEID_UNKNOWN));
   EXPECT_EQ(Identify(WaveHead(1, false), ZOFILEID_VIDEO_ONLY), DWORD(ZOFILEID_UNKNOWN));
+}
+
+TEST(Rows, RangeFlagsSkipTheBoxClassifier) {
+  VANE_REQUIRE_TOOL("ffmpeg");
+  auto identify = [](const char* file, DWORD flags) {
+    auto it = g_files->made.find(file);
+    if (it == g_files->made.end()) return DWORD(~0u);
+    DWORD type = 0;
+    ZoIsQuicklyIdentifiableMediaFileFormat(Wide(it->second).c_str(), flags, &type);
+    return type;
+  };
+  // Without its own type the classifier row is skipped; the plainer rows decide.
+  EXPECT_EQ(identify("aac.mp4", 0), DWORD(ZOFILEID_AAC));
+  EXPECT_EQ(identify("aac.mp4", ZOFILEID_AUDIO_ONLY), DWORD(ZOFILEID_UNKNOWN));
+  EXPECT_EQ(identify("avc.mp4", ZOFILEID_VIDEO_ONLY), DWORD(ZOFILEID_QUICKTIME));
+}
+
+TEST(Rows, BoxClassifierReadsOnlyTheHeadersOfALargeMovieBox) {
+  VANE_REQUIRE_TOOL("ffmpeg");
+  ScratchDir dir;
+  const auto p = dir / "long.mp4";
+  // A 100 KB comment makes the movie box large; the classifier needs none of it.
+  ASSERT_TRUE(Make(Expand("ffmpeg {sine} -c:a aac -metadata comment=" + std::string(100000, 'x') + " {out}",
+                          p.string())));
+  Handle h(p);
+  std::uint64_t bytesRead = 0;
+  vane::riff::SetReadCounterForThread(&bytesRead);
+  DWORD type = 0;
+  EXPECT_TRUE(ZoIsQuicklyIdentifiableMediaFileFormat(h.get(), Wide(p).c_str(), 0, &type));
+  vane::riff::SetReadCounterForThread(nullptr);
+  EXPECT_EQ(type, DWORD(ZOFILEID_AAC));
+  EXPECT_LT(bytesRead, 65536u + 16384u);
+}
+
+// A transport stream made by ffmpeg with two video streams and AC-3 audio;
+// one video entry of its program map is turned into a second view (type 32).
+class SecondView : public ::testing::Test {
+ protected:
+  // Makes the stream with the inputs mapped in `order` (v: video, a: audio)
+  // and returns its bytes; patches the entry at `entry` of every copy of the map.
+  std::vector<std::uint8_t> Make(const std::string& order, size_t entry) {
+    std::string command = "ffmpeg -v error -y";
+    std::string maps;
+    for (size_t i = 0; i < order.size(); ++i) {
+      command += order[i] == 'v' ? " -f lavfi -i testsrc=size=64x48:rate=10:duration=0.5"
+                                 : " -f lavfi -i sine=duration=0.5";
+      maps += " -map " + std::to_string(i);
+    }
+    const auto out = m_dir / "t.ts";
+    EXPECT_TRUE(vane::test::Make(command + maps + " -c:v mpeg2video -c:a ac3 " + ShellQuote(out.string())));
+    auto bytes = ReadBytes(out);
+    for (size_t k = 0; k + 188 <= bytes.size(); k += 188) {
+      std::uint8_t* pk = bytes.data() + k;
+      if (!(pk[1] & 0x40) || (pk[3] & 0x20)) continue;
+      std::uint8_t* sec = pk + 5 + pk[4];
+      if (sec[0] != 2) continue;
+      size_t q = 12 + ((sec[10] & 0x0F) << 8 | sec[11]);
+      for (size_t i = 0; i < entry; ++i) q += 5 + ((sec[q + 3] & 0x0F) << 8 | sec[q + 4]);
+      EXPECT_EQ(sec[q], 2) << "entry " << entry << " is not video";
+      sec[q] = 32;
+    }
+    return bytes;
+  }
+  static DWORD Identify(const std::vector<std::uint8_t>& bytes) {
+    ZOFILEIDINFO info{0, INVALID_HANDLE_VALUE, nullptr, bytes.data(), DWORD(std::min<size_t>(bytes.size(), 0x10000)),
+                      nullptr, 0};
+    BOOL found = FALSE;
+    EXPECT_EQ(ZoIsQuicklyIdentifiableMediaFileFormat(&info, &found), S_OK);
+    return info.type;
+  }
+  ScratchDir m_dir;
+};
+
+TEST_F(SecondView, IsFoundInTheProgramMapEvenAsItsLastEntry) {
+  VANE_REQUIRE_TOOL("ffmpeg");
+  EXPECT_EQ(Identify(Make("vva", 1)), DWORD(ZOFILEID_MPEG_TS_MVC));
+  // The last entry has no descriptors: 5 bytes and the CRC are left.
+  EXPECT_EQ(Identify(Make("vav", 2)), DWORD(ZOFILEID_MPEG_TS_MVC));
+}
+
+TEST_F(SecondView, AFirstAssociationTableThatDoesNotParseEndsTheWalk) {
+  VANE_REQUIRE_TOOL("ffmpeg");
+  auto bytes = Make("vva", 1);
+  for (size_t k = 0; k + 188 <= bytes.size(); k += 188) {
+    if ((bytes[k + 1] & 0x1F) == 0 && bytes[k + 2] == 0 && (bytes[k + 1] & 0x40)) {
+      bytes[k + 5 + bytes[k + 4]] = 0x40;  // table id of the first PAT; later copies stay good
+      break;
+    }
+  }
+  EXPECT_EQ(Identify(bytes), DWORD(ZOFILEID_MPEG_TS));
 }
 
 TEST(Rows, ArgumentsAndOpenFailuresGiveStatuses) {
