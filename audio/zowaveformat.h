@@ -6,7 +6,8 @@
 // A record either names a ZOSAMPLETYPE the sample engine can process, or is
 // "compressed" (ZOWF_COMPRESSED) and carries the raw tag, bit count and up to
 // 1024 codec bytes. Records live at their cbStruct size (32 for the fixed
-// part): code reads cbExtra and extra only when cbStruct is at least 34.
+// part): code reads cbExtra and extra only when cbStruct is at least 34, and
+// only as far as ExtraBytes() allows.
 // All functions are stateless and reentrant.
 #pragma once
 
@@ -85,8 +86,15 @@ struct VANE_EXPORT _zowaveformat {
   WORD BitsPerSample() const;
   WORD BytesPerSample() const;
   bool IsCompressed() const { return (dwFlags & ZOWF_COMPRESSED) != 0; }
-  // cbExtra as the record's size allows it to be read.
-  WORD ExtraBytes() const { return cbStruct >= 34 ? cbExtra : 0; }
+  // The codec bytes that may be read: cbExtra, but never more than the
+  // record's size (cbStruct - 32, the size being two short of the data's
+  // end) or the 1024 of the storage. A record from outside may claim more.
+  WORD ExtraBytes() const {
+    if (cbStruct < 34) return 0;
+    const DWORD limit = cbStruct - ZOWAVEFORMAT_BASE_SIZE < ZOWAVEFORMAT_MAX_EXTRA ? cbStruct - ZOWAVEFORMAT_BASE_SIZE
+                                                                                   : ZOWAVEFORMAT_MAX_EXTRA;
+    return cbExtra < limit ? cbExtra : static_cast<WORD>(limit);
+  }
   bool operator==(const _zowaveformat& other) const;
   bool operator==(const tWAVEFORMATEX& wfx) const;
 };

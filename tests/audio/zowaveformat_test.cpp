@@ -91,6 +91,58 @@ TEST(RecordInit, KeepsCodecBytesWithinTheAllottedSize) {
   EXPECT_EQ(tiny->ExtraBytes(), 0);
 }
 
+// A record handed in from outside whose cbExtra claims more than the record
+// holds: every reader stops at its size and at 1024 codec bytes.
+struct ForeignExtraCase {
+  DWORD cbStruct;
+  WORD cbExtra;
+  WORD readable;
+};
+void PrintTo(const ForeignExtraCase& c, std::ostream* os) {
+  *os << "cbStruct " << c.cbStruct << " cbExtra " << c.cbExtra;
+}
+
+class ForeignExtraTest : public testing::TestWithParam<ForeignExtraCase> {};
+
+TEST_P(ForeignExtraTest, ReadersStopAtTheRecordsSizeAndTheCodecLimit) {
+  const ForeignExtraCase c = GetParam();
+  ZoWaveFormatBuffer<sizeof(_zowaveformat)> a, b;
+  a->InitAsWfx(0x55, 44100, 2, 0, 0, sizeof(_zowaveformat));
+  for (size_t i = 0; i < ZOWAVEFORMAT_MAX_EXTRA; ++i) a->extra[i] = BYTE(i * 7 + 1);
+  a->cbStruct = c.cbStruct;
+  a->cbExtra = c.cbExtra;
+  EXPECT_EQ(a->ExtraBytes(), c.readable);
+
+  // Bytes behind the readable ones take no part in a comparison.
+  std::memcpy(b.get(), a.get(), sizeof(_zowaveformat));
+  if (c.readable < ZOWAVEFORMAT_MAX_EXTRA) b->extra[c.readable] ^= 0xFF;
+  EXPECT_TRUE(*a == *b);
+
+  alignas(8) BYTE out[sizeof(WAVEFORMATEXTENSIBLE) + 2 * ZOWAVEFORMAT_MAX_EXTRA] = {};
+  auto* w = reinterpret_cast<tWAVEFORMATEX*>(out);
+  ZoAudio_GeneralCopyWfx(w, sizeof out, a.get(), ZOWFCOPY_NOFORCE);
+  EXPECT_EQ(w->cbSize, c.readable);
+
+  tWAVEFORMATEX* alloc = ZoAudio_AllocAndCopyWfx(a.get(), ZOWFCOPY_NOFORCE);
+  ASSERT_NE(alloc, nullptr);
+  EXPECT_EQ(alloc->cbSize, c.readable);
+  EXPECT_EQ(GlobalSize(GlobalHandle(alloc)), sizeof(WAVEFORMATEX) + c.readable);
+  EXPECT_TRUE(*a == *alloc);
+  HGLOBAL h = GlobalHandle(alloc);
+  GlobalUnlock(h);
+  GlobalFree(h);
+
+  ZoWaveFormatBuffer<sizeof(_zowaveformat)> copy;
+  ZoAudio_GeneralCopyZoWaveFormat(copy.get(), sizeof(_zowaveformat), a.get(), 0);
+  EXPECT_LE(copy->ExtraBytes(), c.readable);
+}
+
+INSTANTIATE_TEST_SUITE_P(Claims, ForeignExtraTest,
+                         testing::Values(ForeignExtraCase{40, 100, 8}, ForeignExtraCase{33, 5, 0},
+                                         ForeignExtraCase{sizeof(_zowaveformat), 2000, 1024},
+                                         ForeignExtraCase{0xFFFFFFFFu, 0xFFFF, 1024},
+                                         ForeignExtraCase{32 + 12, 12, 12}));
+
 TEST(RecordCompare, IgnoresBlockAlignAndNormalisesMasks) {
   ZoWaveFormatBuffer<64> a, b;
   a->InitAsWfx(0x55, 44100, 2, 0, 0, 64);
