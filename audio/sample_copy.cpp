@@ -209,7 +209,10 @@ HRESULT ZoAudio_FillSilenceChannel(const tWAVEFORMATEX* wfx, void* dst, WORD cha
     default: break;
   }
   if (!ok) return E_FAIL;
-  const size_t width = bits / 8;
+  // The sample's width comes from its type: 24 bits of tag 0xFE00 sit in a
+  // 32-bit word. Pairs that name no type keep the bits' own width.
+  const WORD typeBytes = ZoAudio_BytesFromSampleType(ZoAudio_GetSampleType(tag, bits));
+  const size_t width = typeBytes != 0 ? typeBytes : bits / 8;
   if (frames <= 0 || width * wfx->nChannels > wfx->nBlockAlign) return frames <= 0 ? S_OK : E_FAIL;
   const BYTE fill = (bits == 8 && (tag == WAVE_FORMAT_PCM || tag == WAVE_FORMAT_ZO_PCM_BIGENDIAN)) ? 0x80 : 0;
   BYTE* p = static_cast<BYTE*>(dst) + width * channel;

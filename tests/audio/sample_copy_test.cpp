@@ -13,6 +13,7 @@
 
 #include "audio/detail/copy_variants.h"
 #include "audio/detail/sample_traits.h"
+#include "audio/channel_ops.h"
 #include "audio/sample_copy.h"
 #include "kernel/cpu.h"
 #include "platform/status.h"
@@ -392,6 +393,16 @@ TEST(Silence, UsesTheUnsignedByteOnlyForUnsignedEightBit) {
   EXPECT_EQ(ZoAudio_FillSilenceChannel(&w, s.data(), 1, 2), S_OK);
   EXPECT_EQ(s, (std::vector<int16_t>{7, 0, 7, 7, 0, 7}));
   EXPECT_EQ(ZoAudio_FillSilenceChannel(&w, s.data(), 3, 2), E_FAIL);
+}
+
+TEST(Silence, OneChannelOfAnUnpackedContainerIsItsWholeFourBytes) {
+  // Tag 0xFE00 with 24 bits holds each sample in a 32-bit word.
+  const tWAVEFORMATEX w = {WAVE_FORMAT_ZO_PCM_UNPACKED, 2, 48000, 48000 * 8, 8, 24, 0};
+  std::vector<int32_t> s = {-0x123456, 0x123456, -0x7FFFFF, -0x800000};
+  ASSERT_EQ(ZoAudio_FillSilenceChannel(&w, s.data(), 1, 2), S_OK);
+  EXPECT_EQ(s, (std::vector<int32_t>{-0x123456, 0, -0x7FFFFF, 0}));
+  ASSERT_EQ(ZoAudio_MuteChannel(s.data(), &w, 0, 2), S_OK);
+  EXPECT_EQ(s, (std::vector<int32_t>{0, 0, 0, 0}));
 }
 
 TEST(Fill, RepeatsOneSampleOfAnyWidth) {
