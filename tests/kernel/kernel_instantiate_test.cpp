@@ -50,6 +50,21 @@ TEST(Instantiate, CreatesFromFileInTheModulesFolderAndRestoresTheDirectory) {
   FreeLibrary(module);
 }
 
+TEST(Instantiate, CreatesFromANameRelativeToTheCurrentDirectory) {
+  const std::filesystem::path plugin(VANE_TEST_PLUGIN);
+  const std::string before = Cwd();
+  ASSERT_EQ(chdir(plugin.parent_path().parent_path().c_str()), 0);
+  const std::string relative = (plugin.parent_path().filename() / plugin.filename()).string();
+  IUnknown* object = nullptr;
+  const HRESULT hr = ZoDllCreateInstanceFromFile(Wide(relative).c_str(), kClass, nullptr, IID_IUnknown,
+                                                 reinterpret_cast<void**>(&object));
+  const std::string during = Cwd();
+  ASSERT_EQ(chdir(before.c_str()), 0);
+  EXPECT_EQ(hr, S_OK) << relative;
+  EXPECT_EQ(during, plugin.parent_path().parent_path().string()) << "the directory is restored";
+  if (object) object->Release();
+}
+
 TEST(Instantiate, FailuresComeBackAsStatuses) {
   void* object = reinterpret_cast<void*>(1);
   const std::u16string plugin = Wide(VANE_TEST_PLUGIN);
