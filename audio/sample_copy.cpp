@@ -197,7 +197,9 @@ HRESULT ZoAudio_FillSilence(const _zowaveformat* rec, void* dst, LONG frames) {
 HRESULT ZoAudio_FillSilenceChannel(const tWAVEFORMATEX* wfx, void* dst, WORD channel, LONG frames) {
   if (wfx == nullptr || channel >= wfx->nChannels) return E_FAIL;
   if (wfx->nChannels == 1) return ZoAudio_FillSilence(wfx, dst, frames);
-  WORD tag = ZoAudio_GetWaveFormatTag(wfx);  // an extensible format speaks through its sub-format
+  // The header's own tag: an extensible format is not among the accepted
+  // ones, whatever its sub-format.
+  const WORD tag = wfx->wFormatTag;
   const WORD bits = wfx->wBitsPerSample;
   bool ok = false;
   switch (tag) {

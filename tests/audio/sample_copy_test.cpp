@@ -405,6 +405,16 @@ TEST(Silence, OneChannelOfAnUnpackedContainerIsItsWholeFourBytes) {
   EXPECT_EQ(s, (std::vector<int32_t>{0, 0, 0, 0}));
 }
 
+TEST(Silence, OneChannelOfAnExtensibleFormatIsRefused) {
+  WAVEFORMATEXTENSIBLE x{};
+  ZoAudio_InitWfxFlex(&x.Format, WAVE_FORMAT_PCM, 48000, 16, 3, 0x7, sizeof x);
+  ASSERT_EQ(x.Format.wFormatTag, WAVE_FORMAT_EXTENSIBLE);
+  std::vector<int16_t> s(6, 7);
+  EXPECT_EQ(ZoAudio_FillSilenceChannel(&x.Format, s.data(), 1, 2), E_FAIL);
+  EXPECT_EQ(ZoAudio_MuteChannel(s.data(), &x.Format, 2, 2), E_FAIL);
+  EXPECT_EQ(s, std::vector<int16_t>(6, 7));
+}
+
 TEST(Fill, RepeatsOneSampleOfAnyWidth) {
   const uint8_t sample[3] = {1, 2, 3};
   std::vector<uint8_t> buf(3 * 11);
