@@ -517,13 +517,12 @@ tWAVEFORMATEX* ZoAudio_AllocAndCopyWfx(const tWAVEFORMATEX* wfx, int dest) {
 
 // --- helper records ------------------------------------------------------------
 
+// Block align and rate follow from bits and channels for every record, a
+// compressed one too: 4-bit ADPCM gets 0, which silence reads as nothing
+// to do.
 _zowaveformat_wfxcopyhelper::_zowaveformat_wfxcopyhelper(const _zowaveformat& rec) : WAVEFORMATEX{} {
   ZoAudio_InitWfxFlex(this, rec.FormatTag(), rec.nSamplesPerSec, rec.BitsPerSample(), rec.nChannels,
                       rec.dwChannelMask, sizeof(WAVEFORMATEX));
-  if (rec.IsCompressed()) {
-    nBlockAlign = rec.nBlockAlign;
-    nAvgBytesPerSec = rec.nAvgBytesPerSec;
-  }
 }
 
 _zowaveformat_wfxecopyhelper::_zowaveformat_wfxecopyhelper(const _zowaveformat& rec) : bytes{} {

@@ -125,7 +125,9 @@ struct alignas(_zowaveformat) ZoWaveFormatBuffer {
   _zowaveformat& operator*() { return *get(); }
 };
 
-// A plain WAVEFORMATEX made from a record (no codec bytes).
+// A plain WAVEFORMATEX made from a record (no codec bytes), by
+// ZoAudio_InitWfxFlex with the room of a plain header: block align and byte
+// rate come from bits and channels even for a compressed record.
 struct VANE_EXPORT _zowaveformat_wfxcopyhelper : WAVEFORMATEX {
   explicit _zowaveformat_wfxcopyhelper(const _zowaveformat& record);
 };

@@ -415,6 +415,22 @@ TEST(Silence, OneChannelOfAnExtensibleFormatIsRefused) {
   EXPECT_EQ(s, std::vector<int16_t>(6, 7));
 }
 
+TEST(Silence, AFourBitRecordHasNoWholeBytesAndReturnsAtOnce) {
+  // The plain header of a record is built from bits and channels alone, so
+  // 4-bit ADPCM gets a block align of 0, and with it nothing to fill.
+  ZoWaveFormatBuffer<32> adpcm;
+  adpcm->InitAsWfx(2, 44100, 2, 4, 0, 32);
+  adpcm->nBlockAlign = 2048;
+  adpcm->nAvgBytesPerSec = 44359;
+  const _zowaveformat_wfxcopyhelper plain(*adpcm.get());
+  EXPECT_EQ(plain.wFormatTag, 2);
+  EXPECT_EQ(plain.nBlockAlign, 0);
+  EXPECT_EQ(plain.nAvgBytesPerSec, 0u);
+  std::vector<uint8_t> buf(16, 0x11);
+  EXPECT_EQ(ZoAudio_FillSilence(adpcm.get(), buf.data(), 4), S_OK);
+  EXPECT_EQ(buf, std::vector<uint8_t>(16, 0x11));
+}
+
 TEST(Fill, RepeatsOneSampleOfAnyWidth) {
   const uint8_t sample[3] = {1, 2, 3};
   std::vector<uint8_t> buf(3 * 11);
