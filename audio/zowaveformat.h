@@ -172,6 +172,10 @@ VANE_EXPORT void ZoAudio_InitWfx(tWAVEFORMATEX* wfx, DWORD rate, ZOSAMPLETYPE ty
 VANE_EXPORT void ZoAudio_InitWfxFlex(tWAVEFORMATEX* wfx, WORD tag, DWORD rate, WORD bits, WORD channels, DWORD mask,
                                      DWORD destSize);
 VANE_EXPORT void ZoAudio_GeneralCopyWfx(tWAVEFORMATEX* dst, DWORD dstSize, const _zowaveformat* record, int dest);
+// Copies the source's 32 + cbExtra bytes, or dstSize (0 means 32) when that
+// is smaller, and zeroes the rest of dstSize. Codec bytes are kept when the
+// source's size fits and dropped whole (cbExtra 0, cbStruct 32) when not.
+// `dest` has no effect.
 VANE_EXPORT void ZoAudio_GeneralCopyZoWaveFormat(_zowaveformat* dst, DWORD dstSize, const _zowaveformat* src,
                                                  int dest);
 VANE_EXPORT void ZoAudio_CopyWfx(tWAVEFORMATEX* dst, DWORD dstSize, const tWAVEFORMATEX* wfx, int dest);

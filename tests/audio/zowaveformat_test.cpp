@@ -134,7 +134,7 @@ TEST_P(ForeignExtraTest, ReadersStopAtTheRecordsSizeAndTheCodecLimit) {
 
   ZoWaveFormatBuffer<sizeof(_zowaveformat)> copy;
   ZoAudio_GeneralCopyZoWaveFormat(copy.get(), sizeof(_zowaveformat), a.get(), 0);
-  EXPECT_LE(copy->ExtraBytes(), c.readable);
+  EXPECT_EQ(copy->cbExtra, c.readable);
 }
 
 INSTANTIATE_TEST_SUITE_P(Claims, ForeignExtraTest,
@@ -142,6 +142,58 @@ INSTANTIATE_TEST_SUITE_P(Claims, ForeignExtraTest,
                                          ForeignExtraCase{sizeof(_zowaveformat), 2000, 1024},
                                          ForeignExtraCase{0xFFFFFFFFu, 0xFFFF, 1024},
                                          ForeignExtraCase{32 + 12, 12, 12}));
+
+// Record to record: the source's size is 32 + cbExtra (two short of its
+// data's end, as every reader of a record counts it); codec bytes are kept
+// when that size fits the destination and dropped whole when it does not.
+struct RecordCopyCase {
+  DWORD dstSize;
+  WORD keptExtra;  // cbExtra of the copy
+  DWORD cbStruct;  // of the copy
+  DWORD copied;    // bytes equal to the source's; the rest up to dstSize is 0
+};
+void PrintTo(const RecordCopyCase& c, std::ostream* os) { *os << "dstSize " << c.dstSize; }
+
+class RecordCopyTest : public testing::TestWithParam<RecordCopyCase> {};
+
+TEST_P(RecordCopyTest, CopiesTheSourcesSizeAndKeepsCodecBytesOnlyWhole) {
+  const RecordCopyCase c = GetParam();
+  ZoWaveFormatBuffer<128> src;
+  src->InitAsWfx(0x55, 44100, 2, 0, 0x3, 128);
+  src->cbExtra = 12;
+  src->cbStruct = 32 + 12;
+  for (int i = 0; i < 12; ++i) src->extra[i] = BYTE(0xA0 + i);
+  ZoWaveFormatBuffer<sizeof(_zowaveformat)> dst;
+  std::memset(dst.bytes, 0xEE, sizeof dst.bytes);
+  ZoAudio_GeneralCopyZoWaveFormat(dst.get(), c.dstSize, src.get(), ZOWFCOPY_EXTENSIBLE);
+
+  const DWORD size = c.dstSize == 0 ? 32 : c.dstSize;
+  EXPECT_EQ(dst->cbStruct, c.cbStruct);
+  EXPECT_EQ(dst->ExtraBytes(), c.keptExtra);
+  if (size >= 34) EXPECT_EQ(dst->cbExtra, c.keptExtra);
+  EXPECT_EQ(std::memcmp(dst.bytes + 4, src.bytes + 4, 28), 0) << "the fixed fields";
+  if (c.keptExtra) EXPECT_EQ(std::memcmp(dst.bytes + 34, src.bytes + 34, c.copied - 34), 0);
+  for (DWORD i = std::max<DWORD>(c.copied, 34); i < size; ++i) ASSERT_EQ(dst.bytes[i], 0) << "byte " << i;
+  for (DWORD i = size; i < sizeof dst.bytes; ++i) ASSERT_EQ(dst.bytes[i], 0xEE) << "beyond the size, byte " << i;
+}
+
+INSTANTIATE_TEST_SUITE_P(Sizes, RecordCopyTest,
+                         testing::Values(RecordCopyCase{0, 0, 32, 32},     // 0 means 32
+                                         RecordCopyCase{40, 0, 32, 32},    // 12 bytes don't fit 8
+                                         RecordCopyCase{43, 0, 32, 32},
+                                         RecordCopyCase{44, 12, 44, 44},   // exactly the source's size
+                                         RecordCopyCase{128, 12, 44, 44}));
+
+TEST(RecordCopy, InPlaceDropsCodecBytesThatDoNotFit) {
+  ZoWaveFormatBuffer<64> r;
+  r->InitAsWfx(0x55, 44100, 2, 0, 0, 64);
+  r->cbExtra = 20;
+  r->cbStruct = 52;
+  ZoAudio_GeneralCopyZoWaveFormat(r.get(), 48, r.get(), 0);
+  EXPECT_EQ(r->cbStruct, 32u);
+  EXPECT_EQ(r->cbExtra, 0);
+  EXPECT_EQ(r->wFormatTag, 0x55);
+}
 
 TEST(RecordCompare, IgnoresBlockAlignAndNormalisesMasks) {
   ZoWaveFormatBuffer<64> a, b;
