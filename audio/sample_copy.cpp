@@ -306,6 +306,8 @@ void FindPeaksInt(const void* src, LONG frames, WORD channels, LONG clipRun, ZOA
       }
     }
     peaks[c].peak = static_cast<float>(peak * kInvScale);
+    // The peak's frame minus the run in progress: for a clipped stretch that
+    // ends on its peak, the frame just before the stretch.
     peaks[c].position = position - run;
     peaks[c].clipped = clipped;
   }

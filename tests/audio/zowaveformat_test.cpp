@@ -234,6 +234,66 @@ INSTANTIATE_TEST_SUITE_P(Shapes, CopyShapeTest,
                                          ShapeCase{0, ZOWF_EXTENSIBLE, 18, false}, ShapeCase{3, 0, 40, false},
                                          ShapeCase{4, 0, 40, true}, ShapeCase{4, 0, 18, false}));
 
+// Codec bytes of a compressed record written into a platform header: where
+// they land, how many fit the room, and what cbSize then says. The RIFF
+// writers store these headers as they come.
+struct CodecBytesCase {
+  WORD tag;
+  WORD bits;
+  DWORD mask;
+  int dest;
+  DWORD room;
+  bool extensible;
+  WORD cbSize;
+  size_t at;      // offset of the first codec byte
+  size_t count;   // codec bytes written
+};
+void PrintTo(const CodecBytesCase& c, std::ostream* os) {
+  *os << "tag " << c.tag << " mask " << c.mask << " dest " << c.dest << " room " << c.room;
+}
+
+class CodecBytesTest : public testing::TestWithParam<CodecBytesCase> {};
+
+TEST_P(CodecBytesTest, LandWhereTheHeaderShapePutsThemAndOnlyWithinTheRoom) {
+  const CodecBytesCase c = GetParam();
+  ZoWaveFormatBuffer<64> r;
+  r->InitAsWfx(c.tag, 44100, 6, c.bits, c.mask, 64);
+  ASSERT_TRUE(r->IsCompressed());
+  r->cbExtra = 4;
+  r->cbStruct = 36;
+  const BYTE codec[4] = {0x01, 0x02, 0x03, 0x04};
+  std::memcpy(r->extra, codec, 4);
+
+  ExtBuf out;
+  std::memset(out.bytes, 0xEE, sizeof out.bytes);
+  ZoAudio_GeneralCopyWfx(out.w(), c.room, r.get(), c.dest);
+  EXPECT_EQ(out.w()->wFormatTag, c.extensible ? WAVE_FORMAT_EXTENSIBLE : c.tag);
+  if (c.extensible) EXPECT_EQ(out.x()->SubFormat, WaveSubFormat(c.tag));
+  EXPECT_EQ(out.w()->cbSize, c.cbSize);
+  // In the old shape the count is added over the first two codec bytes.
+  for (size_t i = c.at; i < c.at + c.count; ++i)
+    if (i >= 18) EXPECT_EQ(out.bytes[i], codec[i - c.at]) << "codec byte " << i - c.at;
+  for (size_t i = c.room; i < sizeof out.bytes; ++i) ASSERT_EQ(out.bytes[i], 0xEE) << "beyond the room, byte " << i;
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Shapes, CodecBytesTest,
+    testing::Values(
+        // Tags 1 and 3 keep the old 16-byte header: the bytes start over
+        // cbSize, which then holds their first two plus the count.
+        CodecBytesCase{1, 12, 0, ZOWFCOPY_NOFORCE, 40, false, 0x0201 + 4, 16, 4},
+        CodecBytesCase{3, 24, 0, ZOWFCOPY_NOFORCE, 19, false, 0x0001 + 1, 16, 1},
+        // Behind an extensible header, tags 1 and 3 too.
+        CodecBytesCase{1, 12, 0, ZOWFCOPY_EXTENSIBLE, 44, true, 22 + 4, 40, 4},
+        CodecBytesCase{1, 12, 0, ZOWFCOPY_EXTENSIBLE, 42, true, 22 + 2, 40, 2},
+        // A telling mask turns the header extensible only with room for the
+        // codec bytes as well; a forced one goes extensible and cuts them.
+        CodecBytesCase{0x55, 0, 0x60F, ZOWFCOPY_NOFORCE, 43, false, 4, 18, 4},
+        CodecBytesCase{0x55, 0, 0x60F, ZOWFCOPY_NOFORCE, 44, true, 22 + 4, 40, 4},
+        CodecBytesCase{0x55, 0, 0x60F, ZOWFCOPY_AUTO, 41, true, 22 + 1, 40, 1},
+        CodecBytesCase{0x55, 0, 0, ZOWFCOPY_NOFORCE, 18, false, 0, 18, 0},
+        CodecBytesCase{0x55, 0, 0, ZOWFCOPY_NOFORCE, 20, false, 2, 18, 2}));
+
 TEST(InitWfxFlex, DropsAMaskWithMoreSpeakersThanChannels) {
   ExtBuf b;
   ZoAudio_InitWfxFlex(b.w(), WAVE_FORMAT_PCM, 48000, 16, 2, 0x7, 40);
