@@ -350,8 +350,10 @@ HRESULT ZoAudio_CopySwapStereoChannels(void* dst, const void* src, const tWAVEFO
   const WORD n = wfx->nChannels;
   const size_t width = WidthOf(type), frameBytes = width * n;
   if (frames < 1) return S_OK;
-  if (n == 1) {
-    if (dst != src) std::memmove(dst, src, frameBytes * static_cast<size_t>(frames));
+  // No pair to swap. A damaged header may say 0 channels: then there is no
+  // frame at all, and the bytes behind the pair must not be sized from it.
+  if (n < 2) {
+    if (n == 1 && dst != src) std::memmove(dst, src, frameBytes * static_cast<size_t>(frames));
     return S_OK;
   }
   const BYTE* s = static_cast<const BYTE*>(src);

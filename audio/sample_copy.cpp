@@ -197,7 +197,9 @@ HRESULT ZoAudio_FillSilence(const _zowaveformat* rec, void* dst, LONG frames) {
 HRESULT ZoAudio_FillSilenceChannel(const tWAVEFORMATEX* wfx, void* dst, WORD channel, LONG frames) {
   if (wfx == nullptr || channel >= wfx->nChannels) return E_FAIL;
   if (wfx->nChannels == 1) return ZoAudio_FillSilence(wfx, dst, frames);
-  WORD tag = ZoAudio_GetWaveFormatTag(wfx);  // an extensible format speaks through its sub-format
+  // The header's own tag: an extensible format is not among the accepted
+  // ones, whatever its sub-format.
+  const WORD tag = wfx->wFormatTag;
   const WORD bits = wfx->wBitsPerSample;
   bool ok = false;
   switch (tag) {
@@ -209,7 +211,10 @@ HRESULT ZoAudio_FillSilenceChannel(const tWAVEFORMATEX* wfx, void* dst, WORD cha
     default: break;
   }
   if (!ok) return E_FAIL;
-  const size_t width = bits / 8;
+  // The sample's width comes from its type: 24 bits of tag 0xFE00 sit in a
+  // 32-bit word. Pairs that name no type keep the bits' own width.
+  const WORD typeBytes = ZoAudio_BytesFromSampleType(ZoAudio_GetSampleType(tag, bits));
+  const size_t width = typeBytes != 0 ? typeBytes : bits / 8;
   if (frames <= 0 || width * wfx->nChannels > wfx->nBlockAlign) return frames <= 0 ? S_OK : E_FAIL;
   const BYTE fill = (bits == 8 && (tag == WAVE_FORMAT_PCM || tag == WAVE_FORMAT_ZO_PCM_BIGENDIAN)) ? 0x80 : 0;
   BYTE* p = static_cast<BYTE*>(dst) + width * channel;
@@ -301,6 +306,8 @@ void FindPeaksInt(const void* src, LONG frames, WORD channels, LONG clipRun, ZOA
       }
     }
     peaks[c].peak = static_cast<float>(peak * kInvScale);
+    // The peak's frame minus the run in progress: for a clipped stretch that
+    // ends on its peak, the frame just before the stretch.
     peaks[c].position = position - run;
     peaks[c].clipped = clipped;
   }

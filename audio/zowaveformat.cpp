@@ -424,18 +424,23 @@ void ZoAudio_GeneralCopyZoWaveFormat(_zowaveformat* dst, DWORD dstSize, const _z
   if (dst == nullptr || src == nullptr) return;
   if (dstSize == 0) dstSize = ZOWAVEFORMAT_BASE_SIZE;
   dstSize = std::min(dstSize, kMaxRecordSize);
+  // The source's size as every reader of a record counts it: 32 + cbExtra,
+  // two short of where its codec bytes really end.
   const WORD srcExtra = src->ExtraBytes();
-  const DWORD srcReal = srcExtra ? 34u + srcExtra : ZOWAVEFORMAT_BASE_SIZE;
-  const DWORD n = std::min(dstSize, srcReal);
+  const DWORD srcSize = ZOWAVEFORMAT_BASE_SIZE + srcExtra;
+  const DWORD n = std::min(dstSize, srcSize);
+  BYTE* out = reinterpret_cast<BYTE*>(dst);
   if (dst != src) std::memmove(dst, src, n);
-  if (dstSize > n) std::memset(reinterpret_cast<BYTE*>(dst) + n, 0, dstSize - n);
-  // No truncated codec data: extra bytes that did not fit are dropped whole.
-  if (srcExtra && dstSize < srcReal) {
-    if (dstSize >= 34) dst->cbExtra = 0;
-    dst->cbStruct = ZOWAVEFORMAT_BASE_SIZE;
-  } else if (dstSize < 34) {
-    dst->cbStruct = ZOWAVEFORMAT_BASE_SIZE;
+  if (dstSize > n) std::memset(out + n, 0, dstSize - n);
+  if (dstSize < sizeof(DWORD)) return;
+  if (srcExtra != 0 && dstSize >= srcSize) {
+    dst->cbStruct = srcSize;
+    dst->cbExtra = srcExtra;  // a claim beyond the readable bytes is not passed on
+    return;
   }
+  // No truncated codec data: codec bytes that do not fit are dropped whole.
+  dst->cbStruct = ZOWAVEFORMAT_BASE_SIZE;
+  if (dstSize > ZOWAVEFORMAT_BASE_SIZE) std::memset(out + ZOWAVEFORMAT_BASE_SIZE, 0, dstSize - ZOWAVEFORMAT_BASE_SIZE);
 }
 
 void ZoAudio_CopyWfx(tWAVEFORMATEX* dst, DWORD dstSize, const tWAVEFORMATEX* wfx, int dest) {
@@ -517,13 +522,12 @@ tWAVEFORMATEX* ZoAudio_AllocAndCopyWfx(const tWAVEFORMATEX* wfx, int dest) {
 
 // --- helper records ------------------------------------------------------------
 
+// Block align and rate follow from bits and channels for every record, a
+// compressed one too: 4-bit ADPCM gets 0, which silence reads as nothing
+// to do.
 _zowaveformat_wfxcopyhelper::_zowaveformat_wfxcopyhelper(const _zowaveformat& rec) : WAVEFORMATEX{} {
   ZoAudio_InitWfxFlex(this, rec.FormatTag(), rec.nSamplesPerSec, rec.BitsPerSample(), rec.nChannels,
                       rec.dwChannelMask, sizeof(WAVEFORMATEX));
-  if (rec.IsCompressed()) {
-    nBlockAlign = rec.nBlockAlign;
-    nAvgBytesPerSec = rec.nAvgBytesPerSec;
-  }
 }
 
 _zowaveformat_wfxecopyhelper::_zowaveformat_wfxecopyhelper(const _zowaveformat& rec) : bytes{} {

@@ -6,7 +6,8 @@
 // A record either names a ZOSAMPLETYPE the sample engine can process, or is
 // "compressed" (ZOWF_COMPRESSED) and carries the raw tag, bit count and up to
 // 1024 codec bytes. Records live at their cbStruct size (32 for the fixed
-// part): code reads cbExtra and extra only when cbStruct is at least 34.
+// part): code reads cbExtra and extra only when cbStruct is at least 34, and
+// only as far as ExtraBytes() allows.
 // All functions are stateless and reentrant.
 #pragma once
 
@@ -85,8 +86,15 @@ struct VANE_EXPORT _zowaveformat {
   WORD BitsPerSample() const;
   WORD BytesPerSample() const;
   bool IsCompressed() const { return (dwFlags & ZOWF_COMPRESSED) != 0; }
-  // cbExtra as the record's size allows it to be read.
-  WORD ExtraBytes() const { return cbStruct >= 34 ? cbExtra : 0; }
+  // The codec bytes that may be read: cbExtra, but never more than the
+  // record's size (cbStruct - 32, the size being two short of the data's
+  // end) or the 1024 of the storage. A record from outside may claim more.
+  WORD ExtraBytes() const {
+    if (cbStruct < 34) return 0;
+    const DWORD limit = cbStruct - ZOWAVEFORMAT_BASE_SIZE < ZOWAVEFORMAT_MAX_EXTRA ? cbStruct - ZOWAVEFORMAT_BASE_SIZE
+                                                                                   : ZOWAVEFORMAT_MAX_EXTRA;
+    return cbExtra < limit ? cbExtra : static_cast<WORD>(limit);
+  }
   bool operator==(const _zowaveformat& other) const;
   bool operator==(const tWAVEFORMATEX& wfx) const;
 };
@@ -117,7 +125,9 @@ struct alignas(_zowaveformat) ZoWaveFormatBuffer {
   _zowaveformat& operator*() { return *get(); }
 };
 
-// A plain WAVEFORMATEX made from a record (no codec bytes).
+// A plain WAVEFORMATEX made from a record (no codec bytes), by
+// ZoAudio_InitWfxFlex with the room of a plain header: block align and byte
+// rate come from bits and channels even for a compressed record.
 struct VANE_EXPORT _zowaveformat_wfxcopyhelper : WAVEFORMATEX {
   explicit _zowaveformat_wfxcopyhelper(const _zowaveformat& record);
 };
@@ -162,6 +172,10 @@ VANE_EXPORT void ZoAudio_InitWfx(tWAVEFORMATEX* wfx, DWORD rate, ZOSAMPLETYPE ty
 VANE_EXPORT void ZoAudio_InitWfxFlex(tWAVEFORMATEX* wfx, WORD tag, DWORD rate, WORD bits, WORD channels, DWORD mask,
                                      DWORD destSize);
 VANE_EXPORT void ZoAudio_GeneralCopyWfx(tWAVEFORMATEX* dst, DWORD dstSize, const _zowaveformat* record, int dest);
+// Copies the source's 32 + cbExtra bytes, or dstSize (0 means 32) when that
+// is smaller, and zeroes the rest of dstSize. Codec bytes are kept when the
+// source's size fits and dropped whole (cbExtra 0, cbStruct 32) when not.
+// `dest` has no effect.
 VANE_EXPORT void ZoAudio_GeneralCopyZoWaveFormat(_zowaveformat* dst, DWORD dstSize, const _zowaveformat* src,
                                                  int dest);
 VANE_EXPORT void ZoAudio_CopyWfx(tWAVEFORMATEX* dst, DWORD dstSize, const tWAVEFORMATEX* wfx, int dest);

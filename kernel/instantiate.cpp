@@ -71,11 +71,20 @@ HRESULT ZoDllCreateInstanceFromFile(LPCWSTR fileName, REFCLSID classId, IUnknown
   // The name must fit the 260-character buffer whole; a cut name could load
   // some other module.
   if (ZoWcsLen(fileName) >= MAX_PATH) return HRESULT_FROM_WIN32(ERROR_FILENAME_EXCED_RANGE);
-  const std::u16string name(fileName);
+  std::u16string name(fileName);
 
   HMODULE module = nullptr;
   {
     std::lock_guard<std::mutex> lock(g_loadMutex);
+    // A relative name with a folder is made absolute first: after the move
+    // into the module's folder it would name something else. Under the lock,
+    // since another load moves the current directory for a while.
+    if (name.front() != u'/' && name.find(u'/') != std::u16string::npos) {
+      WCHAR current[kDirectoryChars];
+      const DWORD n = GetCurrentDirectoryW(kDirectoryChars, current);
+      if (n == 0 || n >= kDirectoryChars) return E_FAIL;
+      name = std::u16string(current, n) + u'/' + name;
+    }
     DirectoryChange inFolder(name);
     try {
       // A plug-in's loader may have reset the error mode; set it again.

@@ -3,7 +3,9 @@
 
 #include <fftw3.h>
 
+#include <climits>
 #include <cmath>
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <mutex>
@@ -60,9 +62,21 @@ void* AlignUp(void* p) {
   return reinterpret_cast<void*>((v + kAlignment - 1) & ~std::uintptr_t(kAlignment - 1));
 }
 
-size_t ComplexWorkBytes(int n) { return 2 * size_t(n) * sizeof(fftwf_complex) + kAlignment; }
-size_t RealWorkBytes(int n) {
-  return size_t(n) * sizeof(double) + (size_t(n) / 2 + 1) * sizeof(fftw_complex) + 2 * kAlignment;
+// Work buffer sizes in 64 bits; the interface reports them as an int.
+constexpr uint64_t ComplexWorkBytes(uint64_t n) { return 2 * n * sizeof(fftwf_complex) + kAlignment; }
+constexpr uint64_t RealWorkBytes(uint64_t n) {
+  return n * sizeof(double) + (n / 2 + 1) * sizeof(fftw_complex) + 2 * kAlignment;
+}
+static_assert(ComplexWorkBytes(uint64_t(1) << ZO_FFT_MAX_ORDER) <= INT_MAX &&
+                  RealWorkBytes(uint64_t(1) << ZO_FFT_MAX_ORDER) <= INT_MAX,
+              "every accepted order has a work buffer size that fits an int");
+static_assert(ComplexWorkBytes(uint64_t(1) << (ZO_FFT_MAX_ORDER + 1)) > INT_MAX,
+              "the order limit is no lower than the int requires");
+
+HRESULT BufSize(uint64_t bytes, int* size) {
+  if (bytes > uint64_t(INT_MAX)) return Mapped(ZOPERF_STS_SIZE_ERR);
+  *size = int(bytes);
+  return Mapped(ZOPERF_STS_NO_ERR);
 }
 
 // A work area for one call: the caller's buffer or a temporary one.
@@ -323,14 +337,12 @@ HRESULT ZoPerfsFFTInitAlloc_R_64f(ZoPerfsFFTSpec_R_64f** state, int order, int f
 
 HRESULT ZoPerfsFFTGetBufSize_C_32fc(const ZoPerfsFFTSpec_C_32fc* state, int* size) {
   if (!state || !size) return Mapped(ZOPERF_STS_NULL_PTR_ERR);
-  *size = int(ComplexWorkBytes(state->n));
-  return Mapped(ZOPERF_STS_NO_ERR);
+  return BufSize(ComplexWorkBytes(uint64_t(state->n)), size);
 }
 
 HRESULT ZoPerfsFFTGetBufSize_R_64f(const ZoPerfsFFTSpec_R_64f* state, int* size) {
   if (!state || !size) return Mapped(ZOPERF_STS_NULL_PTR_ERR);
-  *size = int(RealWorkBytes(state->n));
-  return Mapped(ZOPERF_STS_NO_ERR);
+  return BufSize(RealWorkBytes(uint64_t(state->n)), size);
 }
 
 HRESULT ZoPerfsFFTFwd_CToC_32fc(const Zo32fc* source, Zo32fc* destination, const ZoPerfsFFTSpec_C_32fc* state,

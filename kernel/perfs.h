@@ -38,7 +38,9 @@ inline constexpr int ZO_FFT_DIV_FWD_BY_N = 1;
 inline constexpr int ZO_FFT_DIV_INV_BY_N = 2;
 inline constexpr int ZO_FFT_DIV_BY_SQRTN = 4;
 inline constexpr int ZO_FFT_NODIV_BY_ANY = 8;
-inline constexpr int ZO_FFT_MAX_ORDER = 27;
+// The largest order whose work buffer size (ZoPerfsFFTGetBufSize_*) fits
+// an int; the init functions refuse larger orders with the order status.
+inline constexpr int ZO_FFT_MAX_ORDER = 26;
 
 // Primitive statuses (before mapping).
 inline constexpr int ZOPERF_STS_NO_ERR = 0;

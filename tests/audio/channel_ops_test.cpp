@@ -143,6 +143,19 @@ TEST(Swap, SwapsTheFirstPairAndLeavesMonoAlone) {
   EXPECT_EQ(ZoAudio_SwapStereoChannels(buf.data(), &unpacked, 1), E_FAIL);
 }
 
+TEST(Swap, AHeaderWithoutChannelsTouchesNothing) {
+  // A damaged header can say 0 channels; the frame size is then 0.
+  tWAVEFORMATEX w = Fmt(ZOSAMPLE_PCM16, 2);
+  w.nChannels = 0;
+  std::vector<uint8_t> buf(16), copy(16, 0xA5);
+  for (size_t i = 0; i < buf.size(); ++i) buf[i] = uint8_t(i);
+  const auto before = buf;
+  EXPECT_EQ(ZoAudio_SwapStereoChannels(buf.data(), &w, 3), S_OK);
+  EXPECT_EQ(ZoAudio_CopySwapStereoChannels(copy.data(), buf.data(), &w, 3), S_OK);
+  EXPECT_EQ(buf, before);
+  EXPECT_EQ(copy, std::vector<uint8_t>(16, 0xA5));
+}
+
 TEST(ChannelCopies, MuteAndCopyToOthers) {
   const tWAVEFORMATEX w = Fmt(ZOSAMPLE_PCM8, 3);
   std::vector<uint8_t> buf = {1, 2, 3, 4, 5, 6};

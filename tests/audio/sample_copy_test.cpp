@@ -13,6 +13,7 @@
 
 #include "audio/detail/copy_variants.h"
 #include "audio/detail/sample_traits.h"
+#include "audio/channel_ops.h"
 #include "audio/sample_copy.h"
 #include "kernel/cpu.h"
 #include "platform/status.h"
@@ -394,6 +395,66 @@ TEST(Silence, UsesTheUnsignedByteOnlyForUnsignedEightBit) {
   EXPECT_EQ(ZoAudio_FillSilenceChannel(&w, s.data(), 3, 2), E_FAIL);
 }
 
+TEST(Silence, OneChannelOfAnUnpackedContainerIsItsWholeFourBytes) {
+  // Tag 0xFE00 with 24 bits holds each sample in a 32-bit word.
+  const tWAVEFORMATEX w = {WAVE_FORMAT_ZO_PCM_UNPACKED, 2, 48000, 48000 * 8, 8, 24, 0};
+  std::vector<int32_t> s = {-0x123456, 0x123456, -0x7FFFFF, -0x800000};
+  ASSERT_EQ(ZoAudio_FillSilenceChannel(&w, s.data(), 1, 2), S_OK);
+  EXPECT_EQ(s, (std::vector<int32_t>{-0x123456, 0, -0x7FFFFF, 0}));
+  ASSERT_EQ(ZoAudio_MuteChannel(s.data(), &w, 0, 2), S_OK);
+  EXPECT_EQ(s, (std::vector<int32_t>{0, 0, 0, 0}));
+}
+
+TEST(Silence, OneChannelOfAnExtensibleFormatIsRefused) {
+  WAVEFORMATEXTENSIBLE x{};
+  ZoAudio_InitWfxFlex(&x.Format, WAVE_FORMAT_PCM, 48000, 16, 3, 0x7, sizeof x);
+  ASSERT_EQ(x.Format.wFormatTag, WAVE_FORMAT_EXTENSIBLE);
+  std::vector<int16_t> s(6, 7);
+  EXPECT_EQ(ZoAudio_FillSilenceChannel(&x.Format, s.data(), 1, 2), E_FAIL);
+  EXPECT_EQ(ZoAudio_MuteChannel(s.data(), &x.Format, 2, 2), E_FAIL);
+  EXPECT_EQ(s, std::vector<int16_t>(6, 7));
+}
+
+TEST(Silence, AFourBitRecordHasNoWholeBytesAndReturnsAtOnce) {
+  // The plain header of a record is built from bits and channels alone, so
+  // 4-bit ADPCM gets a block align of 0, and with it nothing to fill.
+  ZoWaveFormatBuffer<32> adpcm;
+  adpcm->InitAsWfx(2, 44100, 2, 4, 0, 32);
+  adpcm->nBlockAlign = 2048;
+  adpcm->nAvgBytesPerSec = 44359;
+  const _zowaveformat_wfxcopyhelper plain(*adpcm.get());
+  EXPECT_EQ(plain.wFormatTag, 2);
+  EXPECT_EQ(plain.nBlockAlign, 0);
+  EXPECT_EQ(plain.nAvgBytesPerSec, 0u);
+  std::vector<uint8_t> buf(16, 0x11);
+  EXPECT_EQ(ZoAudio_FillSilence(adpcm.get(), buf.data(), 4), S_OK);
+  EXPECT_EQ(buf, std::vector<uint8_t>(16, 0x11));
+}
+
+TEST(Silence, FollowsTheSubFormatAndTheBigEndianEightBitIsUnsigned) {
+  std::vector<uint8_t> buf(8, 0x11);
+  tWAVEFORMATEX be{};
+  ZoAudio_InitWfxFlex(&be, WAVE_FORMAT_ZO_PCM_BIGENDIAN, 8000, 8, 2, 0, 18);
+  EXPECT_EQ(ZoAudio_FillSilence(&be, buf.data(), 4), S_OK);
+  EXPECT_EQ(buf, std::vector<uint8_t>(8, 0x80));
+
+  WAVEFORMATEXTENSIBLE x{};
+  ZoAudio_InitWfxFlex(&x.Format, WAVE_FORMAT_PCM, 8000, 8, 3, 0x7, sizeof x);
+  ASSERT_EQ(x.Format.wFormatTag, WAVE_FORMAT_EXTENSIBLE);
+  std::fill(buf.begin(), buf.end(), 0x11);
+  EXPECT_EQ(ZoAudio_FillSilence(&x.Format, buf.data(), 2), S_OK);
+  EXPECT_EQ(buf, (std::vector<uint8_t>{0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x11, 0x11}));
+  x.SubFormat = KSDATAFORMAT_SUBTYPE_IEEE_FLOAT;
+  EXPECT_EQ(ZoAudio_FillSilence(&x.Format, buf.data(), 2), S_OK);
+  EXPECT_EQ(buf, (std::vector<uint8_t>{0, 0, 0, 0, 0, 0, 0x11, 0x11}));
+
+  // A foreign sub-format: success, and nothing written.
+  x.SubFormat = WaveSubFormat(0x55);
+  std::fill(buf.begin(), buf.end(), 0x11);
+  EXPECT_EQ(ZoAudio_FillSilence(&x.Format, buf.data(), 2), S_OK);
+  EXPECT_EQ(buf, std::vector<uint8_t>(8, 0x11));
+}
+
 TEST(Fill, RepeatsOneSampleOfAnyWidth) {
   const uint8_t sample[3] = {1, 2, 3};
   std::vector<uint8_t> buf(3 * 11);
@@ -432,7 +493,7 @@ TEST(Peaks, ClipRunMustBeReachedExactly) {
   ZOAUDIO_PEAK p{};
   ASSERT_EQ(ZoAudio_FindPeaks(&w, 3, s.data(), 5, &p), S_OK);
   EXPECT_TRUE(p.clipped);
-  EXPECT_EQ(p.position, 0);  // frame 3 minus the run of 3: the start of the stretch
+  EXPECT_EQ(p.position, 0);  // the peak's frame 3 minus the run of 3 (the stretch itself began at frame 1)
   EXPECT_FLOAT_EQ(p.peak, float(32767 / 32768.0));
   ASSERT_EQ(ZoAudio_FindPeaks(&w, 4, s.data(), 5, &p), S_OK);
   EXPECT_FALSE(p.clipped);
@@ -459,6 +520,62 @@ TEST(Peaks, PackedTwentyFourBitRunCountsOnlyTheMinimum) {
   ASSERT_EQ(ZoAudio_FindPeaks(&w, 2, low, 2, &p), S_OK);
   EXPECT_TRUE(p.clipped);
 }
+
+// The per-type rules of the peak search. Samples are given as stored: the
+// raw byte of unsigned 8-bit, the 32-bit word of the unpacked container.
+struct PeakCase {
+  const char* name;
+  ZOSAMPLETYPE type;
+  std::vector<double> samples;
+  LONG clipRun;
+  float peak;
+  LONG position;
+  bool clipped;
+};
+void PrintTo(const PeakCase& c, std::ostream* os) { *os << c.name; }
+
+class PeakRuleTest : public testing::TestWithParam<PeakCase> {};
+
+TEST_P(PeakRuleTest, PeakPositionAndClip) {
+  const PeakCase& c = GetParam();
+  const int width = Bytes(c.type);
+  std::vector<uint8_t> buf(c.samples.size() * width);
+  for (size_t i = 0; i < c.samples.size(); ++i) {
+    uint8_t* p = buf.data() + i * width;
+    if (c.type == ZOSAMPLE_FLOAT64) std::memcpy(p, &c.samples[i], 8);
+    else if (c.type == ZOSAMPLE_PCM8) *p = uint8_t(c.samples[i]);
+    else EncodeInt(c.type, p, int64_t(c.samples[i]));
+  }
+  const tWAVEFORMATEX w = Fmt(c.type, 1);
+  ZOAUDIO_PEAK p{};
+  ASSERT_EQ(ZoAudio_FindPeaks(&w, c.clipRun, buf.data(), LONG(c.samples.size()), &p), S_OK);
+  EXPECT_FLOAT_EQ(p.peak, c.peak);
+  EXPECT_EQ(p.position, c.position);
+  EXPECT_EQ(bool(p.clipped), c.clipped);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Types, PeakRuleTest,
+    testing::Values(
+        // The unpacked container holds more than 24 bits: a magnitude above
+        // 0x7FFFFF clips at once, whatever the run, and ends the search.
+        PeakCase{"unpacked_above_top_stops", ZOSAMPLE_PCM24_UNPACKED, {0x100, 0x800000, 0x7FFFFFFF}, 1000,
+                 float(0x800000 / 8388608.0), 1, true},
+        PeakCase{"unpacked_run_at_top", ZOSAMPLE_PCM24_UNPACKED, {5, 0x7FFFFF, -0x800000, 0x7FFFFF}, 3,
+                 float(0x7FFFFF / 8388608.0), 0, true},
+        PeakCase{"unpacked_top_below_run", ZOSAMPLE_PCM24_UNPACKED, {0x7FFFFF, 0x7FFFFF, 5}, 3,
+                 float(0x7FFFFF / 8388608.0), 1, false},
+        // Unsigned 8-bit: a negative sample's magnitude is capped at 126, and
+        // only the minimum gives 127, the top that counts toward the run.
+        PeakCase{"u8_negative_caps_at_126", ZOSAMPLE_PCM8, {0x01, 0x01, 0x01}, 2, 126 / 128.0f, 2, false},
+        PeakCase{"u8_minimum_is_127_and_runs", ZOSAMPLE_PCM8, {0x80, 0x00, 0x00}, 2, 127 / 128.0f, 0, true},
+        PeakCase{"u8_positive_top_runs", ZOSAMPLE_PCM8, {0x80, 0xFF, 0xFF}, 2, 127 / 128.0f, 0, true},
+        // Double: magnitudes above 1.0 run, exactly 1.0 does not.
+        PeakCase{"double_full_scale_no_run", ZOSAMPLE_FLOAT64, {1.0, -1.0, 1.0}, 2, 1.0f, 2, false},
+        PeakCase{"double_over_one_runs", ZOSAMPLE_FLOAT64, {0.5, 1.5, -2.0, 0.1}, 2, 2.0f, 0, true},
+        // The run in progress is taken off the position even without a clip.
+        PeakCase{"double_run_reset", ZOSAMPLE_FLOAT64, {1.5, 0.2, 1.5}, 2, 1.5f, 1, false}),
+    [](const testing::TestParamInfo<PeakCase>& info) { return std::string(info.param.name); });
 
 TEST(Peaks, SingleFloatFlagsOverOneAndReportsTheFrameCount) {
   const tWAVEFORMATEX w = Fmt(ZOSAMPLE_FLOAT32, 1);

@@ -91,6 +91,110 @@ TEST(RecordInit, KeepsCodecBytesWithinTheAllottedSize) {
   EXPECT_EQ(tiny->ExtraBytes(), 0);
 }
 
+// A record handed in from outside whose cbExtra claims more than the record
+// holds: every reader stops at its size and at 1024 codec bytes.
+struct ForeignExtraCase {
+  DWORD cbStruct;
+  WORD cbExtra;
+  WORD readable;
+};
+void PrintTo(const ForeignExtraCase& c, std::ostream* os) {
+  *os << "cbStruct " << c.cbStruct << " cbExtra " << c.cbExtra;
+}
+
+class ForeignExtraTest : public testing::TestWithParam<ForeignExtraCase> {};
+
+TEST_P(ForeignExtraTest, ReadersStopAtTheRecordsSizeAndTheCodecLimit) {
+  const ForeignExtraCase c = GetParam();
+  ZoWaveFormatBuffer<sizeof(_zowaveformat)> a, b;
+  a->InitAsWfx(0x55, 44100, 2, 0, 0, sizeof(_zowaveformat));
+  for (size_t i = 0; i < ZOWAVEFORMAT_MAX_EXTRA; ++i) a->extra[i] = BYTE(i * 7 + 1);
+  a->cbStruct = c.cbStruct;
+  a->cbExtra = c.cbExtra;
+  EXPECT_EQ(a->ExtraBytes(), c.readable);
+
+  // Bytes behind the readable ones take no part in a comparison.
+  std::memcpy(b.get(), a.get(), sizeof(_zowaveformat));
+  if (c.readable < ZOWAVEFORMAT_MAX_EXTRA) b->extra[c.readable] ^= 0xFF;
+  EXPECT_TRUE(*a == *b);
+
+  alignas(8) BYTE out[sizeof(WAVEFORMATEXTENSIBLE) + 2 * ZOWAVEFORMAT_MAX_EXTRA] = {};
+  auto* w = reinterpret_cast<tWAVEFORMATEX*>(out);
+  ZoAudio_GeneralCopyWfx(w, sizeof out, a.get(), ZOWFCOPY_NOFORCE);
+  EXPECT_EQ(w->cbSize, c.readable);
+
+  tWAVEFORMATEX* alloc = ZoAudio_AllocAndCopyWfx(a.get(), ZOWFCOPY_NOFORCE);
+  ASSERT_NE(alloc, nullptr);
+  EXPECT_EQ(alloc->cbSize, c.readable);
+  EXPECT_EQ(GlobalSize(GlobalHandle(alloc)), sizeof(WAVEFORMATEX) + c.readable);
+  EXPECT_TRUE(*a == *alloc);
+  HGLOBAL h = GlobalHandle(alloc);
+  GlobalUnlock(h);
+  GlobalFree(h);
+
+  ZoWaveFormatBuffer<sizeof(_zowaveformat)> copy;
+  ZoAudio_GeneralCopyZoWaveFormat(copy.get(), sizeof(_zowaveformat), a.get(), 0);
+  EXPECT_EQ(copy->cbExtra, c.readable);
+}
+
+INSTANTIATE_TEST_SUITE_P(Claims, ForeignExtraTest,
+                         testing::Values(ForeignExtraCase{40, 100, 8}, ForeignExtraCase{33, 5, 0},
+                                         ForeignExtraCase{sizeof(_zowaveformat), 2000, 1024},
+                                         ForeignExtraCase{0xFFFFFFFFu, 0xFFFF, 1024},
+                                         ForeignExtraCase{32 + 12, 12, 12}));
+
+// Record to record: the source's size is 32 + cbExtra (two short of its
+// data's end, as every reader of a record counts it); codec bytes are kept
+// when that size fits the destination and dropped whole when it does not.
+struct RecordCopyCase {
+  DWORD dstSize;
+  WORD keptExtra;  // cbExtra of the copy
+  DWORD cbStruct;  // of the copy
+  DWORD copied;    // bytes equal to the source's; the rest up to dstSize is 0
+};
+void PrintTo(const RecordCopyCase& c, std::ostream* os) { *os << "dstSize " << c.dstSize; }
+
+class RecordCopyTest : public testing::TestWithParam<RecordCopyCase> {};
+
+TEST_P(RecordCopyTest, CopiesTheSourcesSizeAndKeepsCodecBytesOnlyWhole) {
+  const RecordCopyCase c = GetParam();
+  ZoWaveFormatBuffer<128> src;
+  src->InitAsWfx(0x55, 44100, 2, 0, 0x3, 128);
+  src->cbExtra = 12;
+  src->cbStruct = 32 + 12;
+  for (int i = 0; i < 12; ++i) src->extra[i] = BYTE(0xA0 + i);
+  ZoWaveFormatBuffer<sizeof(_zowaveformat)> dst;
+  std::memset(dst.bytes, 0xEE, sizeof dst.bytes);
+  ZoAudio_GeneralCopyZoWaveFormat(dst.get(), c.dstSize, src.get(), ZOWFCOPY_EXTENSIBLE);
+
+  const DWORD size = c.dstSize == 0 ? 32 : c.dstSize;
+  EXPECT_EQ(dst->cbStruct, c.cbStruct);
+  EXPECT_EQ(dst->ExtraBytes(), c.keptExtra);
+  if (size >= 34) EXPECT_EQ(dst->cbExtra, c.keptExtra);
+  EXPECT_EQ(std::memcmp(dst.bytes + 4, src.bytes + 4, 28), 0) << "the fixed fields";
+  if (c.keptExtra) EXPECT_EQ(std::memcmp(dst.bytes + 34, src.bytes + 34, c.copied - 34), 0);
+  for (DWORD i = std::max<DWORD>(c.copied, 34); i < size; ++i) ASSERT_EQ(dst.bytes[i], 0) << "byte " << i;
+  for (DWORD i = size; i < sizeof dst.bytes; ++i) ASSERT_EQ(dst.bytes[i], 0xEE) << "beyond the size, byte " << i;
+}
+
+INSTANTIATE_TEST_SUITE_P(Sizes, RecordCopyTest,
+                         testing::Values(RecordCopyCase{0, 0, 32, 32},     // 0 means 32
+                                         RecordCopyCase{40, 0, 32, 32},    // 12 bytes don't fit 8
+                                         RecordCopyCase{43, 0, 32, 32},
+                                         RecordCopyCase{44, 12, 44, 44},   // exactly the source's size
+                                         RecordCopyCase{128, 12, 44, 44}));
+
+TEST(RecordCopy, InPlaceDropsCodecBytesThatDoNotFit) {
+  ZoWaveFormatBuffer<64> r;
+  r->InitAsWfx(0x55, 44100, 2, 0, 0, 64);
+  r->cbExtra = 20;
+  r->cbStruct = 52;
+  ZoAudio_GeneralCopyZoWaveFormat(r.get(), 48, r.get(), 0);
+  EXPECT_EQ(r->cbStruct, 32u);
+  EXPECT_EQ(r->cbExtra, 0);
+  EXPECT_EQ(r->wFormatTag, 0x55);
+}
+
 TEST(RecordCompare, IgnoresBlockAlignAndNormalisesMasks) {
   ZoWaveFormatBuffer<64> a, b;
   a->InitAsWfx(0x55, 44100, 2, 0, 0, 64);
@@ -129,6 +233,66 @@ INSTANTIATE_TEST_SUITE_P(Shapes, CopyShapeTest,
                          testing::Values(ShapeCase{0, 0, 40, false}, ShapeCase{0, ZOWF_EXTENSIBLE, 40, true},
                                          ShapeCase{0, ZOWF_EXTENSIBLE, 18, false}, ShapeCase{3, 0, 40, false},
                                          ShapeCase{4, 0, 40, true}, ShapeCase{4, 0, 18, false}));
+
+// Codec bytes of a compressed record written into a platform header: where
+// they land, how many fit the room, and what cbSize then says. The RIFF
+// writers store these headers as they come.
+struct CodecBytesCase {
+  WORD tag;
+  WORD bits;
+  DWORD mask;
+  int dest;
+  DWORD room;
+  bool extensible;
+  WORD cbSize;
+  size_t at;      // offset of the first codec byte
+  size_t count;   // codec bytes written
+};
+void PrintTo(const CodecBytesCase& c, std::ostream* os) {
+  *os << "tag " << c.tag << " mask " << c.mask << " dest " << c.dest << " room " << c.room;
+}
+
+class CodecBytesTest : public testing::TestWithParam<CodecBytesCase> {};
+
+TEST_P(CodecBytesTest, LandWhereTheHeaderShapePutsThemAndOnlyWithinTheRoom) {
+  const CodecBytesCase c = GetParam();
+  ZoWaveFormatBuffer<64> r;
+  r->InitAsWfx(c.tag, 44100, 6, c.bits, c.mask, 64);
+  ASSERT_TRUE(r->IsCompressed());
+  r->cbExtra = 4;
+  r->cbStruct = 36;
+  const BYTE codec[4] = {0x01, 0x02, 0x03, 0x04};
+  std::memcpy(r->extra, codec, 4);
+
+  ExtBuf out;
+  std::memset(out.bytes, 0xEE, sizeof out.bytes);
+  ZoAudio_GeneralCopyWfx(out.w(), c.room, r.get(), c.dest);
+  EXPECT_EQ(out.w()->wFormatTag, c.extensible ? WAVE_FORMAT_EXTENSIBLE : c.tag);
+  if (c.extensible) EXPECT_EQ(out.x()->SubFormat, WaveSubFormat(c.tag));
+  EXPECT_EQ(out.w()->cbSize, c.cbSize);
+  // In the old shape the count is added over the first two codec bytes.
+  for (size_t i = c.at; i < c.at + c.count; ++i)
+    if (i >= 18) EXPECT_EQ(out.bytes[i], codec[i - c.at]) << "codec byte " << i - c.at;
+  for (size_t i = c.room; i < sizeof out.bytes; ++i) ASSERT_EQ(out.bytes[i], 0xEE) << "beyond the room, byte " << i;
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Shapes, CodecBytesTest,
+    testing::Values(
+        // Tags 1 and 3 keep the old 16-byte header: the bytes start over
+        // cbSize, which then holds their first two plus the count.
+        CodecBytesCase{1, 12, 0, ZOWFCOPY_NOFORCE, 40, false, 0x0201 + 4, 16, 4},
+        CodecBytesCase{3, 24, 0, ZOWFCOPY_NOFORCE, 19, false, 0x0001 + 1, 16, 1},
+        // Behind an extensible header, tags 1 and 3 too.
+        CodecBytesCase{1, 12, 0, ZOWFCOPY_EXTENSIBLE, 44, true, 22 + 4, 40, 4},
+        CodecBytesCase{1, 12, 0, ZOWFCOPY_EXTENSIBLE, 42, true, 22 + 2, 40, 2},
+        // A telling mask turns the header extensible only with room for the
+        // codec bytes as well; a forced one goes extensible and cuts them.
+        CodecBytesCase{0x55, 0, 0x60F, ZOWFCOPY_NOFORCE, 43, false, 4, 18, 4},
+        CodecBytesCase{0x55, 0, 0x60F, ZOWFCOPY_NOFORCE, 44, true, 22 + 4, 40, 4},
+        CodecBytesCase{0x55, 0, 0x60F, ZOWFCOPY_AUTO, 41, true, 22 + 1, 40, 1},
+        CodecBytesCase{0x55, 0, 0, ZOWFCOPY_NOFORCE, 18, false, 0, 18, 0},
+        CodecBytesCase{0x55, 0, 0, ZOWFCOPY_NOFORCE, 20, false, 2, 18, 2}));
 
 TEST(InitWfxFlex, DropsAMaskWithMoreSpeakersThanChannels) {
   ExtBuf b;

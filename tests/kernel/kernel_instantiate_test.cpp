@@ -3,6 +3,9 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
 #include <filesystem>
 #include <string>
 
@@ -48,6 +51,50 @@ TEST(Instantiate, CreatesFromFileInTheModulesFolderAndRestoresTheDirectory) {
   ASSERT_EQ(ZoDllCreateInstance(module, kClass, nullptr, IID_IUnknown, reinterpret_cast<void**>(&object)), S_OK);
   object->Release();
   FreeLibrary(module);
+}
+
+TEST(Instantiate, CreatesFromANameRelativeToTheCurrentDirectory) {
+  const std::filesystem::path plugin(VANE_TEST_PLUGIN);
+  const std::string before = Cwd();
+  ASSERT_EQ(chdir(plugin.parent_path().parent_path().c_str()), 0);
+  const std::string relative = (plugin.parent_path().filename() / plugin.filename()).string();
+  IUnknown* object = nullptr;
+  const HRESULT hr = ZoDllCreateInstanceFromFile(Wide(relative).c_str(), kClass, nullptr, IID_IUnknown,
+                                                 reinterpret_cast<void**>(&object));
+  const std::string during = Cwd();
+  ASSERT_EQ(chdir(before.c_str()), 0);
+  EXPECT_EQ(hr, S_OK) << relative;
+  EXPECT_EQ(during, plugin.parent_path().parent_path().string()) << "the directory is restored";
+  if (object) object->Release();
+}
+
+TEST(Instantiate, ExceptionFromTheModulesCodeInProcessBecomesUnexpected) {
+  const std::string before = Cwd();
+  void* object = reinterpret_cast<void*>(1);
+  EXPECT_EQ(ZoDllCreateInstanceFromFile(Wide(VANE_TEST_THROWING).c_str(), kClass, nullptr, IID_IUnknown, &object),
+            E_UNEXPECTED);
+  EXPECT_EQ(object, nullptr);
+  EXPECT_EQ(Cwd(), before);
+}
+
+// The guard cannot reach code that the system loader runs: an exception from
+// a module's static constructor does not pass back through the loader, and
+// the process ends as it would for a crash. Probing new modules in a child
+// process is what keeps the host alive. Should the loader ever let such an
+// exception through, the guard turns it into 0x8000FFFF, and this test must
+// say so instead.
+TEST(InstantiateDeathTest, ExceptionFromAModulesConstructorEndsTheProcess) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  EXPECT_EXIT(
+      {
+        setenv("VANE_TEST_THROW_ON_LOAD", "1", 1);
+        void* object = nullptr;
+        const HRESULT hr = ZoDllCreateInstanceFromFile(Wide(VANE_TEST_THROWING).c_str(), kClass, nullptr,
+                                                       IID_IUnknown, &object);
+        std::fprintf(stderr, "returned %08X\n", unsigned(hr));
+        std::_Exit(0);
+      },
+      testing::KilledBySignal(SIGABRT), "module constructor refuses to load");
 }
 
 TEST(Instantiate, FailuresComeBackAsStatuses) {

@@ -108,6 +108,11 @@ TEST(Fft, BadArgumentsGiveMappedStatuses) {
   ZoPerfsFFTSpec_R_64f* real = nullptr;
   EXPECT_EQ(ZoPerfsFFTInitAlloc_R_64f(&real, 40, 1, zoAlgHintNone), ZoPerfStatusToHRESULT(ZOPERF_STS_FFT_ORDER_ERR));
   EXPECT_TRUE(FAILED(ZoPerfsFFTFwd_RToPerm_64f_I(nullptr, real, nullptr)));
+  // Order 27 would need a work buffer beyond the int that reports its size.
+  EXPECT_EQ(ZoPerfsFFTInitAlloc_C_32fc(&plan, 27, 1, zoAlgHintNone), ZoPerfStatusToHRESULT(ZOPERF_STS_FFT_ORDER_ERR));
+  EXPECT_EQ(plan, nullptr);
+  EXPECT_EQ(ZoPerfsFFTInitAlloc_R_64f(&real, 27, 1, zoAlgHintNone), ZoPerfStatusToHRESULT(ZOPERF_STS_FFT_ORDER_ERR));
+  EXPECT_EQ(real, nullptr);
   EXPECT_TRUE(FAILED(ZoPerfsFFTFree_R_64f(nullptr)));
 }
 

@@ -9,6 +9,7 @@
 #include <cstring>
 #include <ostream>
 #include <random>
+#include <string>
 #include <utility>
 #include <vector>
 
@@ -44,11 +45,15 @@ int CALLBACK CompareRecs(LONG_PTR criteria, const void* a, const void* b) {
   return criteria < 0 ? -r : r;
 }
 
-// Records every comparison (as the two compared values).
-std::vector<std::pair<std::intptr_t, std::intptr_t>> g_calls;
+// Records every comparison (as the two compared values). Values compare by
+// their bits above g_keyShift, so equal keys can still be told apart.
+using Calls = std::vector<std::pair<std::intptr_t, std::intptr_t>>;
+Calls g_calls;
+int g_keyShift = 0;
 int CALLBACK RecordingCompare(LONG_PTR criteria, const void* a, const void* b) {
   g_calls.emplace_back(AsValue(a), AsValue(b));
-  return ComparePointers(criteria, a, b);
+  const int r = Sign(AsValue(a) >> g_keyShift, AsValue(b) >> g_keyShift);
+  return criteria < 0 ? -r : r;
 }
 
 // A pointer list of values or an array list of records with those keys.
@@ -240,37 +245,44 @@ INSTANTIATE_TEST_SUITE_P(
                       ProbeCase{{0, 1, 2, 3, 4, 5, 6, 7, 8, 9}, 3, 11, 0, true, -1, {}},
                       ProbeCase{{0, 1, 2, 3, 4, 5, 6, 7, 8, 9}, 3, 10, 0, false, -1, {}}));
 
-TEST(ZoListSortOrder, SelectionSortComparesEachAgainstTheRunningMaximum) {
+struct SortOrderCase {
+  const char* name;
+  bool heap;
+  int keyShift;
+  V values;
+  Calls calls;  // (left, right) of each comparison, in order
+  V sorted;
+};
+void PrintTo(const SortOrderCase& c, std::ostream* os) { *os << c.name; }
+
+class ZoListSortOrder : public ::testing::TestWithParam<SortOrderCase> {};
+
+TEST_P(ZoListSortOrder, ComparesInItsFixedOrder) {
+  const SortOrderCase& c = GetParam();
   auto list = MakeList(0);
-  ASSERT_EQ(AppendValues(list.get(), {3, 1, 2}), S_OK);
+  ASSERT_EQ(AppendValues(list.get(), c.values), S_OK);
   g_calls.clear();
-  ASSERT_EQ(ZoList_Sort(list.get(), 1, RecordingCompare), S_OK);
-  EXPECT_EQ(g_calls, (std::vector<std::pair<std::intptr_t, std::intptr_t>>{{1, 3}, {2, 3}, {1, 2}}));
-  EXPECT_EQ(Values(list.get()), (V{1, 2, 3}));
+  g_keyShift = c.keyShift;
+  ASSERT_EQ((c.heap ? ZoList_HeapSort : ZoList_Sort)(list.get(), 1, RecordingCompare), S_OK);
+  g_keyShift = 0;
+  EXPECT_EQ(g_calls, c.calls);
+  EXPECT_EQ(Values(list.get()), c.sorted);
 }
 
-TEST(ZoListSortOrder, SelectionSortKeepsTheEarliestEqualAsMaximum) {
-  auto list = MakeList(ZOLIST_OPT_ARRAYITEMS, sizeof(Rec));
-  const Rec recs[3] = {{1, 10, 0}, {1, 11, 0}, {0, 12, 0}};
-  ASSERT_EQ(ZoList_InsertList(list.get(), 0, recs, 3), S_OK);
-  ASSERT_EQ(ZoList_Sort(list.get(), 1, CompareRecs), S_OK);
-  // high=2: the second 1 does not beat the first, so the first stays the
-  // maximum and trades places with the 0; equal keys end up reversed.
-  const Rec* out = static_cast<const Rec*>(list->pData);
-  EXPECT_EQ(out[0].tag, 12);
-  EXPECT_EQ(out[1].tag, 11);
-  EXPECT_EQ(out[2].tag, 10);
-}
-
-TEST(ZoListSortOrder, HeapSortComparesInItsFixedSiftOrder) {
-  auto list = MakeList(0);
-  ASSERT_EQ(AppendValues(list.get(), {2, 5, 1, 4, 3}), S_OK);
-  g_calls.clear();
-  ASSERT_EQ(ZoList_HeapSort(list.get(), 1, RecordingCompare), S_OK);
-  EXPECT_EQ(g_calls, (std::vector<std::pair<std::intptr_t, std::intptr_t>>{
-                         {3, 4}, {4, 5}, {1, 5}, {5, 2}, {3, 4}, {4, 2}, {1, 4}, {4, 3}, {1, 3}, {3, 2}, {2, 1}}));
-  EXPECT_EQ(Values(list.get()), (V{1, 2, 3, 4, 5}));
-}
+INSTANTIATE_TEST_SUITE_P(
+    Sorts, ZoListSortOrder,
+    ::testing::Values(
+        // Selection sort compares each item with the running maximum.
+        SortOrderCase{"selection_against_running_maximum", false, 0, {3, 1, 2}, {{1, 3}, {2, 3}, {1, 2}}, {1, 2, 3}},
+        // Keys 1, 1, 0 told apart by their low bits: the second 1 does not
+        // beat the first, which stays the maximum and trades places with the
+        // 0, so equal keys end up reversed.
+        SortOrderCase{"selection_keeps_earliest_equal_as_maximum", false, 4, {0x10, 0x11, 0x00},
+                      {{0x11, 0x10}, {0x00, 0x10}, {0x11, 0x00}}, {0x00, 0x11, 0x10}},
+        SortOrderCase{"heap_fixed_sift_order", true, 0, {2, 5, 1, 4, 3},
+                      {{3, 4}, {4, 5}, {1, 5}, {5, 2}, {3, 4}, {4, 2}, {1, 4}, {4, 3}, {1, 3}, {3, 2}, {2, 1}},
+                      {1, 2, 3, 4, 5}}),
+    [](const testing::TestParamInfo<SortOrderCase>& info) { return std::string(info.param.name); });
 
 int CALLBACK MatchHalf(const void* key, const void* item) { return AsValue(item) * 2 == AsValue(key) ? 0 : 1; }
 
