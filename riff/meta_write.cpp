@@ -1,10 +1,13 @@
 // SPDX-License-Identifier: MIT
 #include "riff/meta_write.h"
 
+#include <algorithm>
+#include <cstring>
 #include <vector>
 
 #include "platform/file.h"
 #include "platform/wtext.h"
+#include "riff/detail/chunk_walk.h"
 #include "riff/detail/file_access.h"
 #include "riff/riff_api.h"
 
@@ -37,20 +40,58 @@ void SubChunk(std::vector<BYTE>& out, DWORD id, const std::vector<BYTE>& body) {
   if (body.size() & 1) out.push_back(0);
 }
 
+// Where the form ends and whether its sizes live in "ds64" (RF64, BW64):
+// metadata is appended there, and the form grows by what was appended.
+struct Form {
+  std::int64_t end = 0;
+  bool ds64 = false;
+};
+
+HRESULT ReadForm(HANDLE file, Form* form) {
+  BYTE head[28];
+  if (!FileSeek(file, 0, FILE_BEGIN) || !FileReadExact(file, head, 12)) return ZOERR_FILE_READ;
+  const bool large = std::memcmp(head, "RF64", 4) == 0 || std::memcmp(head, "BW64", 4) == 0;
+  if (!large) {
+    DWORD riffSize = 0, type = 0;
+    if (!FileSeek(file, 0, FILE_BEGIN)) return ZOERR_FILE_READ;
+    VANE_RETURN_IF_FAILED(riff_ReadFileID(file, &riffSize, &type));
+    // The read size leaves out the form type: the RIFF ends 12 bytes further.
+    form->end = std::int64_t(riffSize) + 12;
+    form->ds64 = false;
+    return S_OK;
+  }
+  if (!FileReadExact(file, head, 16) || std::memcmp(head, "ds64", 4) != 0) return ZOERR_FILE_CORRUPT;
+  ULONGLONG riffSize = 0;
+  std::memcpy(&riffSize, head + 8, 8);
+  std::int64_t fileSize = 0;
+  if (!FileSeek(file, 0, FILE_END, &fileSize)) return ZOERR_FILE_READ;
+  // A ds64 that claims more than the file holds ends the form at the file's end.
+  form->end = riffSize + 8 > ULONGLONG(fileSize) ? fileSize : std::int64_t(riffSize + 8);
+  form->ds64 = true;
+  return S_OK;
+}
+
+HRESULT GrowForm(HANDLE file, const Form& form, std::int64_t delta) {
+  if (!form.ds64) return riff_UpdateRIFFSize(file, delta);
+  const ULONGLONG riffSize = ULONGLONG(form.end + delta - 8);
+  BYTE b[8];
+  std::memcpy(b, &riffSize, 8);
+  if (!FileSeek(file, 20, FILE_BEGIN) || !FileWriteExact(file, b, 8)) return ZOERR_FILE_WRITE;
+  return S_OK;
+}
+
 }  // namespace
 
 HRESULT AppendChunk(HANDLE file, DWORD id, const void* body, DWORD size) {
-  DWORD riffSize = 0, form = 0;
-  if (!FileSeek(file, 0, FILE_BEGIN)) return ZOERR_FILE_READ;
-  VANE_RETURN_IF_FAILED(riff_ReadFileID(file, &riffSize, &form));
-  // The read size leaves out the form type: the RIFF ends 12 bytes further.
-  if (!FileSeek(file, std::int64_t(riffSize) + 12, FILE_BEGIN)) return ZOERR_FILE_WRITE;
+  Form form;
+  VANE_RETURN_IF_FAILED(ReadForm(file, &form));
+  if (!FileSeek(file, form.end, FILE_BEGIN)) return ZOERR_FILE_WRITE;
   const DWORD padded = (size + 1) & ~1u;
   VANE_RETURN_IF_FAILED(riff_WriteChunkHeader(file, id, padded));
   if (size && !FileWriteExact(file, body, size)) return ZOERR_FILE_WRITE;
   static const BYTE zero = 0;
   if (padded != size && !FileWriteExact(file, &zero, 1)) return ZOERR_FILE_WRITE;
-  return riff_UpdateRIFFSize(file, LONGLONG(padded) + 8);
+  return GrowForm(file, form, LONGLONG(padded) + 8);
 }
 
 namespace {
@@ -96,12 +137,12 @@ HRESULT AppendChunk64(HANDLE file, const GUID& id, const void* body, DWORD size)
 
 HRESULT WriteSummaryChunk(HANDLE file, const ZOSUMMARY* record) {
   if (!record || record->count == 0) return S_OK;
-  DWORD riffSize = 0, form = 0, bytes = 0;
-  if (!FileSeek(file, 0, FILE_BEGIN)) return ZOERR_FILE_READ;
-  VANE_RETURN_IF_FAILED(riff_ReadFileID(file, &riffSize, &form));
-  if (!FileSeek(file, std::int64_t(riffSize) + 12, FILE_BEGIN)) return ZOERR_FILE_WRITE;
+  Form form;
+  VANE_RETURN_IF_FAILED(ReadForm(file, &form));
+  if (!FileSeek(file, form.end, FILE_BEGIN)) return ZOERR_FILE_WRITE;
+  DWORD bytes = 0;
   VANE_RETURN_IF_FAILED(ZoSummary_Save(file, record, &bytes));
-  return riff_UpdateRIFFSize(file, bytes);
+  return GrowForm(file, form, bytes);
 }
 
 HRESULT WriteSummaryChunk64(HANDLE file, const ZOSUMMARY* record) {
@@ -206,13 +247,89 @@ const Wave64Row kDeletes64[] = {
 
 }  // namespace
 
+namespace vane::riff {
+namespace {
+
+bool DeletesChunk(DWORD kinds, const BYTE* head, const BYTE* listType) {
+  const DWORD id = vane::riff::detail::Le32(head);
+  for (const DeleteRow& row : kDeletes) {
+    if (!(kinds & row.bit)) continue;
+    if (row.list ? id == ZoFourCC("LIST") && listType && vane::riff::detail::Le32(listType) == row.tag : id == row.tag)
+      return true;
+  }
+  return false;
+}
+
+// Deletes in an RF64 file never move the audio: a chunk behind the audio is
+// cut out of the tail (which is written again and the file cut), one ahead
+// of it becomes "JUNK" of the same size. "ds64" follows the new form size.
+HRESULT DeleteChunksRf64(HANDLE file, DWORD kinds) {
+  Form form;
+  VANE_RETURN_IF_FAILED(ReadForm(file, &form));
+  BYTE ds64[28];
+  if (!FileSeek(file, 12, FILE_BEGIN)) return ZOERR_FILE_READ;
+  BYTE ds64Head[8];
+  if (!FileReadExact(file, ds64Head, 8) || !FileReadExact(file, ds64, 28)) return ZOERR_FILE_READ;
+  const ULONGLONG dataBytes = vane::riff::detail::Le64(ds64 + 8);
+  std::int64_t at = 20 + ((std::int64_t(vane::riff::detail::Le32(ds64Head + 4)) + 1) & ~1);
+  std::int64_t tailStart = -1;
+  while (at + 8 <= form.end) {
+    BYTE head[12] = {};
+    if (!FileSeek(file, at, FILE_BEGIN) || !FileReadExact(file, head, 8)) return ZOERR_FILE_READ;
+    const bool data = std::memcmp(head, "data", 4) == 0;
+    const ULONGLONG size = data ? dataBytes : vane::riff::detail::Le32(head + 4);
+    if (std::int64_t(8 + size) > form.end - at) return ZOERR_FILE_READ;  // a size past the form
+    if (!data && size >= 4 && !FileReadExact(file, head + 8, 4)) return ZOERR_FILE_READ;
+    const std::int64_t next = at + 8 + std::int64_t((size + 1) & ~1ull);
+    if (data) {
+      tailStart = next < form.end ? next : form.end;
+      break;
+    }
+    if (DeletesChunk(kinds, head, size >= 4 ? head + 8 : nullptr)) {
+      static const BYTE junk[4] = {'J', 'U', 'N', 'K'};
+      if (!FileSeek(file, at, FILE_BEGIN) || !FileWriteExact(file, junk, 4)) return ZOERR_FILE_WRITE;
+    }
+    at = next;
+  }
+  if (tailStart < 0 || tailStart >= form.end) return S_OK;
+  const std::int64_t tailBytes = form.end - tailStart;
+  if (tailBytes > (std::int64_t(64) << 20)) return ZOERR_FILE_TOO_LARGE;
+  std::vector<BYTE> tail(static_cast<size_t>(tailBytes));
+  if (!FileSeek(file, tailStart, FILE_BEGIN) || !FileReadExact(file, tail.data(), DWORD(tail.size())))
+    return ZOERR_FILE_READ;
+  std::vector<BYTE> kept;
+  for (size_t pos = 0; pos + 8 <= tail.size();) {
+    const ULONGLONG size = vane::riff::detail::Le32(&tail[pos + 4]);
+    const size_t whole = size_t(std::min<ULONGLONG>(8 + ((size + 1) & ~1ull), tail.size() - pos));
+    if (!DeletesChunk(kinds, &tail[pos], size >= 4 && whole >= 12 ? &tail[pos + 8] : nullptr))
+      kept.insert(kept.end(), tail.begin() + long(pos), tail.begin() + long(pos + whole));
+    pos += whole;
+  }
+  if (kept.size() == tail.size()) return S_OK;
+  if (!FileSeek(file, tailStart, FILE_BEGIN) || (!kept.empty() && !FileWriteExact(file, kept.data(), DWORD(kept.size()))) ||
+      !FileTruncate(file))
+    return ZOERR_FILE_WRITE;
+  return GrowForm(file, form, std::int64_t(kept.size()) - tailBytes);
+}
+
+bool IsRf64(HANDLE file) {
+  BYTE id[4];
+  return FileSeek(file, 0, FILE_BEGIN) && FileReadExact(file, id, 4) &&
+         (std::memcmp(id, "RF64", 4) == 0 || std::memcmp(id, "BW64", 4) == 0);
+}
+
+}  // namespace
+}  // namespace vane::riff
+
 VANE_EXTERN_C HRESULT ZoFMMeta_DeleteMetaChunksEx(LPCWSTR name, DWORD kinds, BOOL isWave64) {
   if (!name) return E_INVALIDARG;
   HANDLE file = CreateFileW(name, GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
                             OPEN_EXISTING, 0, nullptr);
   if (file == INVALID_HANDLE_VALUE) return S_OK;
   HRESULT hr = S_OK;
-  if (isWave64) {
+  if (!isWave64 && vane::riff::IsRf64(file)) {
+    hr = vane::riff::DeleteChunksRf64(file, kinds);
+  } else if (isWave64) {
     for (const Wave64Row& row : kDeletes64) {
       if (!(kinds & row.bit)) continue;
       ULONGLONG removed = 0;

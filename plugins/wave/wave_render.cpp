@@ -27,6 +27,8 @@ namespace {
 
 constexpr LONG kBlockFrames = 1 << 16;
 constexpr ULONGLONG kWaveLimit = 0xFFFFFFFFull;
+// Room left under the limit for the header and metadata behind the audio.
+constexpr ULONGLONG kReserveMargin = 64ull << 20;
 
 const WCHAR kWaveName[] = u"Wave (Vane)";
 const WCHAR kWave64Name[] = u"Wave64 (Vane)";
@@ -153,26 +155,49 @@ std::vector<BYTE> FormatBody(const _zowaveformat& f) {
   return b;
 }
 
+// How a Wave render lays out its head: classic RIFF; classic with a "JUNK"
+// chunk the size of "ds64" held after the form head, for a render that may
+// pass 4 GB; or RF64, the reserved chunk turned into "ds64" once it did.
+enum class WaveForm { Classic, Reserved, Rf64 };
+
+constexpr DWORD kDs64Body = 28;
+
 // The whole header up to the first sample byte, for `dataBytes` of samples.
-std::vector<BYTE> Header(Container c, const _zowaveformat& f, ULONGLONG frames, ULONGLONG dataBytes) {
+std::vector<BYTE> Header(Container c, const _zowaveformat& f, ULONGLONG frames, ULONGLONG dataBytes,
+                         WaveForm form = WaveForm::Classic) {
   const std::vector<BYTE> fmt = FormatBody(f);
   const bool isFloat = f.sampleType == ZOSAMPLE_FLOAT32 || f.sampleType == ZOSAMPLE_FLOAT64;
   std::vector<BYTE> h;
   if (c == Container::Wave) {
     const DWORD factBytes = isFloat ? 12 : 0;
-    const ULONGLONG riff = 4 + 8 + fmt.size() + factBytes + 8 + dataBytes + (dataBytes & 1);
-    h.insert(h.end(), {'R', 'I', 'F', 'F'});
-    Put32(h, DWORD(riff));
-    h.insert(h.end(), {'W', 'A', 'V', 'E', 'f', 'm', 't', ' '});
+    const DWORD reserved = form == WaveForm::Classic ? 0 : 8 + kDs64Body;
+    const ULONGLONG riff = 4 + reserved + 8 + fmt.size() + factBytes + 8 + dataBytes + (dataBytes & 1);
+    const bool large = form == WaveForm::Rf64;
+    Put32(h, large ? 0x34364652u /* "RF64" */ : 0x46464952u /* "RIFF" */);
+    Put32(h, large ? 0xFFFFFFFFu : DWORD(riff));
+    h.insert(h.end(), {'W', 'A', 'V', 'E'});
+    if (form == WaveForm::Reserved) {
+      h.insert(h.end(), {'J', 'U', 'N', 'K'});
+      Put32(h, kDs64Body);
+      h.resize(h.size() + kDs64Body, 0);
+    } else if (large) {
+      h.insert(h.end(), {'d', 's', '6', '4'});
+      Put32(h, kDs64Body);
+      Put64(h, riff);
+      Put64(h, dataBytes);
+      Put64(h, frames);
+      Put32(h, 0);  // no table of other large chunks
+    }
+    h.insert(h.end(), {'f', 'm', 't', ' '});
     Put32(h, DWORD(fmt.size()));
     h.insert(h.end(), fmt.begin(), fmt.end());
     if (isFloat) {
       h.insert(h.end(), {'f', 'a', 'c', 't'});
       Put32(h, 4);
-      Put32(h, DWORD(frames));
+      Put32(h, frames > 0xFFFFFFFFull ? 0xFFFFFFFFu : DWORD(frames));
     }
     h.insert(h.end(), {'d', 'a', 't', 'a'});
-    Put32(h, DWORD(dataBytes));
+    Put32(h, large ? 0xFFFFFFFFu : DWORD(dataBytes));
     return h;
   }
   const ULONGLONG fmtChunk = 24 + fmt.size();
@@ -271,8 +296,11 @@ class WaveRenderFile final : public ffbase::BaseRenderFile {
     VANE_RETURN_IF_FAILED(audio->GetSampleCount(&frames));
     if (frames < 0) frames = 0;
     const ULONGLONG dataBytes = ULONGLONG(frames) * dst->nBlockAlign;
-    std::vector<BYTE> header = Header(m_container, *dst.get(), ULONGLONG(frames), dataBytes);
-    if (m_container == Container::Wave && dataBytes + header.size() + 1 > kWaveLimit) return ZOERR_FILE_TOO_LARGE;
+    // A Wave render that may pass 4 GB holds room for "ds64"; one that stays
+    // well below is the classic form, byte for byte.
+    m_form = m_container == Container::Wave && dataBytes + kReserveMargin > kWaveLimit ? WaveForm::Reserved
+                                                                                     : WaveForm::Classic;
+    std::vector<BYTE> header = Header(m_container, *dst.get(), ULONGLONG(frames), dataBytes, m_form);
 
     HANDLE file = CreateFileW(name, GENERIC_WRITE, FILE_SHARE_READ, nullptr, CREATE_ALWAYS, 0, nullptr);
     if (file == INVALID_HANDLE_VALUE) return ZOERR_FILE_CREATE;
@@ -301,7 +329,9 @@ class WaveRenderFile final : public ffbase::BaseRenderFile {
   // Pads the data and writes the header again with the frames written.
   HRESULT Finish(HANDLE file, const _zowaveformat& f, LONGLONG frames) {
     const ULONGLONG dataBytes = ULONGLONG(frames) * f.nBlockAlign;
-    const std::vector<BYTE> header = Header(m_container, f, ULONGLONG(frames), dataBytes);
+    const ULONGLONG headBytes = Header(m_container, f, ULONGLONG(frames), dataBytes, m_form).size();
+    if (m_form == WaveForm::Reserved && headBytes + dataBytes + (dataBytes & 1) - 8 > kWaveLimit) m_form = WaveForm::Rf64;
+    const std::vector<BYTE> header = Header(m_container, f, ULONGLONG(frames), dataBytes, m_form);
     const size_t pad = m_container == Container::Wave ? size_t(dataBytes & 1) : size_t((8 - (24 + dataBytes) % 8) % 8);
     static const BYTE zeros[8] = {};
     if (pad && !WriteAll(file, zeros, pad)) return ZOERR_DISKFULL;
@@ -313,6 +343,7 @@ class WaveRenderFile final : public ffbase::BaseRenderFile {
   }
 
   Container m_container;
+  WaveForm m_form = WaveForm::Classic;
 };
 
 // ---- the class ----

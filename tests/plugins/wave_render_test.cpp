@@ -9,6 +9,7 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <fstream>
 #include <string>
 #include <tuple>
 
@@ -16,7 +17,9 @@
 #include "fileio/zofileio.h"
 #include "fileio/zotemplate.h"
 #include "fileio/zotemplate_cache.h"
+#include "platform/file.h"
 #include "platform/wtext.h"
+#include "riff/rf64_repair.h"
 #include "tests/support/test_files.h"
 
 namespace {
@@ -394,6 +397,71 @@ TEST_F(WaveRenderTest, LastUsedTemplateAndThePrivateView) {
   ZoFio_ReleaseTemplateList(list);
   ZoFio_ReleaseTemplate(mine);
   ZoFio_ReleaseTemplate(t);
+}
+
+// A classic Wave head for `frames` of 8-bit mono at 48 kHz, the data left
+// sparse (zero bytes) by growing the file.
+void SparseWave(const std::filesystem::path& file, std::uint32_t frames) {
+  vane::test::ByteWriter w;
+  w.fourcc("RIFF").u32le(36 + frames).fourcc("WAVE").fourcc("fmt ").u32le(16);
+  w.u16le(1).u16le(1).u32le(48000).u32le(48000).u16le(1).u16le(8).fourcc("data").u32le(frames);
+  WriteBytes(file, w.data());
+  std::filesystem::resize_file(file, 44 + std::uintmax_t(frames));
+}
+
+// Past 4 GB the Wave renderer turns its reserved chunk into ds64 (RF64); the
+// tools of the field read the frame count, and the metadata goes behind the
+// audio with ds64 following it. Writes about 4.8 GB; sanitizer runs skip it.
+TEST_F(WaveRenderTest, LongRenderPastFourGigabytesIsRf64ThatToolsRead) {
+  if (std::getenv("VANE_SKIP_LONG")) GTEST_SKIP() << "long test";
+  VANE_REQUIRE_TOOL("ffprobe");
+  VANE_REQUIRE_TOOL("sox");
+  constexpr std::uint32_t kFrames = 600000000;
+  const auto in = m_dir / "sparse.wav";
+  SparseWave(in, kFrames);
+  ASSERT_EQ(RunCommand(ShellQuote(VANE_TOOL_PATH) + " meta " + ShellQuote(in.string()) + " --set info.INAM=Long"), 0);
+  ZoWaveFormatBuffer<40> f64;
+  f64->Init(0, ZOSAMPLE_FLOAT64, 0, 0, 40);
+  tagZOTEMPLATExV2* tpl = nullptr;
+  ASSERT_EQ(ZoFio_MakeTemplate(&tpl, f64.get(), nullptr, nullptr, nullptr, nullptr, 0, u"f64", nullptr), S_OK);
+  const auto out = m_dir / "long.wav";
+  ASSERT_EQ(Render(in, out, GUID_VaneWaveRenderer, tpl), S_OK);
+  ZoFio_ReleaseTemplate(tpl);
+  EXPECT_GT(std::filesystem::file_size(out), 0x100000000ull);
+  std::string probe = Probe(out);
+  EXPECT_NE(probe.find("codec_name=pcm_f64le"), std::string::npos) << probe;
+  EXPECT_NE(probe.find("duration_ts=600000000"), std::string::npos) << probe;
+  EXPECT_NE(probe.find("tag:title=Long"), std::string::npos) << probe;
+  std::string sox;
+  ASSERT_EQ(RunCommand("sox --i -s " + ShellQuote(out.string()), &sox), 0);
+  EXPECT_EQ(std::stoll(sox), kFrames);
+  SF_INFO info{};
+  SNDFILE* sf = sf_open(out.c_str(), SFM_READ, &info);
+  ASSERT_NE(sf, nullptr) << sf_strerror(nullptr);
+  EXPECT_EQ(info.frames, kFrames);
+  // The last frame holds the source's last sample (8-bit 0 is -1.0).
+  double last = 0;
+  ASSERT_EQ(sf_seek(sf, kFrames - 1, SEEK_SET), kFrames - 1);
+  ASSERT_EQ(sf_readf_double(sf, &last, 1), 1);
+  EXPECT_EQ(last, -1.0);
+  sf_close(sf);
+
+  // A writer that stopped: the file ends with the audio and the ds64 sizes
+  // are back at zero. The repair sets them from the walk and the file's length.
+  std::filesystem::resize_file(out, 94 + std::uintmax_t(kFrames) * 8);
+  {
+    std::fstream f(out, std::ios::in | std::ios::out | std::ios::binary);
+    const char zeros[24] = {};
+    f.seekp(20);
+    f.write(zeros, 24);
+  }
+  HANDLE h = CreateFileW(U(out).c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, 0, nullptr);
+  ASSERT_NE(h, INVALID_HANDLE_VALUE);
+  EXPECT_EQ(ZoFixTrashedRF64(h), S_OK);
+  EXPECT_EQ(ZoFixTrashedRF64(h), S_FALSE);
+  CloseHandle(h);
+  probe = Probe(out);
+  EXPECT_NE(probe.find("duration_ts=600000000"), std::string::npos) << probe;
 }
 
 }  // namespace

@@ -12,6 +12,7 @@
 #include "platform/wtext.h"
 #include "platform/status.h"
 #include "riff/riff_types.h"
+#include "riff/rf64_repair.h"
 #include "riff/wave_header.h"
 #include "tools/vane/cli.h"
 
@@ -74,17 +75,22 @@ int Run(Args& args) {
     ReadFile(file, head, 16, &got, nullptr);
     const bool w64 = got == 16 && std::memcmp(head, &kW64_riff, 16) == 0;
     const bool rf64 = got >= 4 && (std::memcmp(head, "RF64", 4) == 0 || std::memcmp(head, "BW64", 4) == 0);
-    if (rf64) {
-      // Its sizes live in a ds64 chunk that the repair does not read; say
-      // so plainly rather than with the status text of an unsupported layout.
+    // RF64 keeps its sizes in "ds64"; a classic file past 4 GB that holds a
+    // reserved "JUNK" for it is made RF64 by the same repair.
+    LARGE_INTEGER size{};
+    GetFileSizeEx(file, &size);
+    const bool reserved = !rf64 && !w64 && ULONGLONG(size.QuadPart) > 0xFFFFFFFFull && got == 16 &&
+                          std::memcmp(head + 12, "JUNK", 4) == 0;
+    if (rf64 || reserved) {
+      hr = ZoFixTrashedRF64(file);
       CloseHandle(file);
-      DeleteFileW(tmp.c_str());
-      std::fprintf(stderr, "vane repair: RF64 files are not repaired yet (%s)\n", files[0].c_str());
-      return kExitFailure;
+      file = INVALID_HANDLE_VALUE;
     }
-    hr = w64 ? ZoFixTrashedW64(file, &hints, kHeaderLimit) : ZoFixTrashedWav(file, &hints, kHeaderLimit);
-    FlushFileBuffers(file);
-    CloseHandle(file);
+    if (file != INVALID_HANDLE_VALUE) {
+      hr = w64 ? ZoFixTrashedW64(file, &hints, kHeaderLimit) : ZoFixTrashedWav(file, &hints, kHeaderLimit);
+      FlushFileBuffers(file);
+      CloseHandle(file);
+    }
   }
   if (SUCCEEDED(hr) && !MoveFileExW(tmp.c_str(), dst.c_str(), MOVEFILE_REPLACE_EXISTING)) hr = ZOERR_FILE_WRITE;
   if (FAILED(hr)) {
