@@ -317,8 +317,9 @@ TEST_F(WaveRenderTest, CreateWithoutATemplateUsesPresetZero) {
   tagZOTEMPLATExV2* used = nullptr;
   ASSERT_EQ(file->GetTemplate(&used, 0), S_OK);
   EXPECT_EQ(std::u16string(ZoTemplate_Name(used)), u"Same as source");
-  EXPECT_EQ(file->GetTemplate(&used, 1), E_NOTIMPL);
   ZoFio_ReleaseTemplate(used);
+  EXPECT_EQ(file->GetTemplate(&used, 1), E_NOTIMPL);
+  EXPECT_EQ(used, nullptr);
 }
 
 TEST_F(WaveRenderTest, ClassListsPresetsThenSavedTemplatesAndSetsBadFilesApart) {
