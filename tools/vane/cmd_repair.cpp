@@ -103,9 +103,9 @@ int Run(Args& args) {
     Json j;
     j.BeginObject().Field("file", files[0]).Field("output", target).Field("in_place", inPlace);
     if (wfx) {
-      j.Field("rate", std::uint64_t(wfx->nSamplesPerSec)).Field("channels", std::uint64_t(wfx->nChannels));
-      j.Field("bits", std::uint64_t(wfx->wBitsPerSample)).Field("samples", std::uint64_t(samples));
-      j.Field("data_offset", std::uint64_t(offset));
+      j.Field("sample_rate", std::uint64_t(wfx->nSamplesPerSec)).Field("channels", std::uint64_t(wfx->nChannels));
+      j.Field("bits", std::uint64_t(wfx->wBitsPerSample)).Field("frames", std::uint64_t(samples));
+      j.Field("offset", std::uint64_t(offset));
     }
     std::printf("%s\n", j.EndObject().str().c_str());
   } else {
