@@ -67,6 +67,23 @@ std::unique_ptr<tZOFIOPLUGINENTRY> MakeCandidate(std::u16string path) {
   return e;
 }
 
+// A further class of E's module: the module's facts and nothing of E's own
+// class (its GUIDs, texts, class objects or states).
+std::unique_ptr<tZOFIOPLUGINENTRY> SiblingOf(const tZOFIOPLUGINENTRY& e) {
+  auto c = std::make_unique<tZOFIOPLUGINENTRY>();
+  c->name = e.name;
+  c->path = e.path;
+  c->LangID = e.LangID;
+  c->PreloadModules = e.PreloadModules;
+  c->state = e.state & kEntry64Bit;
+  c->BetaBuild = e.BetaBuild;
+  c->ModTime = e.ModTime;
+  c->Surrogate = e.Surrogate;
+  c->MeritValue = e.MeritValue;
+  c->MeritReader = e.MeritReader;
+  return c;
+}
+
 HRESULT AddCandidatesTo(PluginList* list, const std::vector<std::u16string>& names,
                         std::vector<tZOFIOPLUGINENTRY*>* added) {
   std::lock_guard<std::recursive_mutex> hold(list->lock);
@@ -272,16 +289,25 @@ HRESULT CZoFileIOManager::ReadCache(bool* allCached) {
       e->state |= kEntryHidden;
       continue;
     }
+    // Access, Flags and StreamType come only from the module's discovery
+    // object: a class section without one of them has the module probed
+    // again, which rewrites all its classes.
+    bool coreMissing = false;
+    for (LONG i = 0; i < n && !coreMissing; ++i) {
+      if (tables::IsHiddenClass(guids[i])) continue;
+      CZoProfile sub(module, GuidText(guids[i]));
+      coreMissing = sub.GetInt(u"Access", -1) == -1 || sub.GetInt(u"Flags", -1) == -1 ||
+                    sub.GetInt(u"StreamType", -1) == -1;
+    }
+    if (coreMissing) {
+      e->state |= kEntryMustProbe;
+      *allCached = false;
+      continue;
+    }
     tZOFIOPLUGINENTRY* previous = e;
     for (LONG i = 0; i < n; ++i) {
       tZOFIOPLUGINENTRY* t = e;
-      if (i > 0) {
-        auto clone = std::make_unique<tZOFIOPLUGINENTRY>(*e);
-        clone->state &= ~(kEntryPrimary | kEntryMustProbe);
-        clone->module = nullptr;
-        clone->factory = nullptr;
-        t = m_list->InsertAfter(previous, std::move(clone));
-      }
+      if (i > 0) t = m_list->InsertAfter(previous, SiblingOf(*e));
       previous = t;
       t->classId = guids[i];
       if (tables::IsHiddenClass(t->classId)) {
@@ -364,13 +390,7 @@ void CZoFileIOManager::ApplyProbe(tZOFIOPLUGINENTRY* e) {
   for (size_t i = 0; i < r.classes.size(); ++i) {
     const detail::ProbedClass& c = r.classes[i];
     tZOFIOPLUGINENTRY* t = e;
-    if (i > 0) {
-      auto clone = std::make_unique<tZOFIOPLUGINENTRY>(*e);
-      clone->state &= ~kEntryPrimary;
-      clone->module = nullptr;
-      clone->factory = nullptr;
-      t = m_list->InsertAfter(previous, std::move(clone));
-    }
+    if (i > 0) t = m_list->InsertAfter(previous, SiblingOf(*e));
     previous = t;
     t->classId = c.classId;
     t->DialogName = c.name;

@@ -83,6 +83,22 @@ class ManagerTest : public ::testing::Test {
     return {hr, r.reader};
   }
 
+  // Changes the cache file of `m` in place: a null value deletes the key.
+  static void EditCache(const std::u16string& cachePath, const std::u16string& section, const std::u16string& key,
+                        const char16_t* value) {
+    ASSERT_EQ(vane::platform::UpdateIniFile(ToUtf8(cachePath),
+                                            [&](vane::platform::IniFile& f) {
+                                              if (value) f.Set(section, key, value);
+                                              else f.DeleteKey(section, key);
+                                              return true;
+                                            }),
+              0u);
+  }
+
+  static std::u16string ClassSection(const char16_t* stem, const GUID& id) {
+    return std::u16string(stem) + u"." + vane::platform::GuidToU16String(id);
+  }
+
   vane::test::ScratchDir m_dir;
 };
 
@@ -437,6 +453,47 @@ TEST_F(ManagerTest, NameArrayCreationUsesOnlyTheListedModules) {
   EXPECT_EQ(std::u16string(info.modulePath), alpha);
   info.cbSize = 593;
   EXPECT_EQ(m->GetPluginInfo(FakeId(0xA1000000), &info), E_FAIL);
+}
+
+}  // namespace
+
+namespace {
+
+TEST_F(ManagerTest, DamagedClassSectionsAreInitialisedAgainAndRepaired) {
+  Install({"alpha", "pair"});
+  std::u16string cachePath;
+  {
+    auto m = Create();
+    cachePath = Impl(m)->CachePath();
+    EXPECT_EQ(m->GetReaderCount(), 3);
+  }
+  const std::u16string alphaClass = ClassSection(u"alpha", FakeId(0xA1000000));
+  const std::u16string pairSecond = ClassSection(u"pair", FakeId(0x9F000001));
+  EditCache(cachePath, alphaClass, u"Access", nullptr);
+  EditCache(cachePath, pairSecond, u"ModTime", u"1");
+  {
+    auto m = Create();
+    EXPECT_EQ(m->GetReaderCount(), 3);
+    EXPECT_EQ(m->GetRendererCount(), 1);
+    // Each class keeps its own reader id and texts, none of its sibling's.
+    for (DWORD id : {0xA1000000u, 0x9F000000u, 0x9F000001u}) {
+      ComPtr<IZoReadFileClass> cls;
+      EXPECT_EQ(m->GetReadClassByGuid(cls.ReleaseAndGetAddressOf(), FakeReader(id)), S_OK) << std::hex << id;
+    }
+    EXPECT_EQ(Probe(m.Get(), File("x.alp", "ALPH")).first, S_OK);
+  }
+  auto cache = vane::platform::LoadIniSnapshot(ToUtf8(cachePath));
+  ASSERT_TRUE(cache);
+  ASSERT_NE(cache->Find(alphaClass, u"Access"), nullptr);
+  EXPECT_EQ(*cache->Find(alphaClass, u"Access"), u"48");
+  ASSERT_NE(cache->Find(pairSecond, u"ModTime"), nullptr);
+  EXPECT_EQ(*cache->Find(pairSecond, u"ModTime"), *cache->Find(u"pair", u"ModTime"));
+  ASSERT_NE(cache->Find(pairSecond, u"Reader"), nullptr);
+  EXPECT_EQ(*cache->Find(pairSecond, u"Reader"), vane::platform::GuidToU16String(FakeReader(0x9F000001)));
+  // The repaired cache holds: a third start reads it whole.
+  auto m = Create();
+  EXPECT_EQ(m->GetReaderCount(), 3);
+  EXPECT_EQ(m->GetRendererCount(), 1);
 }
 
 }  // namespace
