@@ -446,6 +446,10 @@ HRESULT CZoFileIOManager::InitializeMarkedClasses() {
 }
 
 HRESULT CZoFileIOManager::RunInit(const std::function<HRESULT()>& work) {
+  // A plug-in that calls back into the manager while its class is being
+  // initialised does so on the init thread, whose caller holds the mutex
+  // and waits: the request runs right here.
+  if (m_initThread.IsCurrent()) return work();
   detail::NamedMutexHold hold(m_mutex.get());
   return m_initThread.Run(work);
 }
@@ -509,6 +513,12 @@ HRESULT AskTexts(Class* cls, std::initializer_list<DWORD> ids, std::vector<std::
 
 HRESULT CZoFileIOManager::InitReaderHere(tZOFIOPLUGINENTRY* e) {
   if (e->readerState != kClassNotTried) return e->readerState == kClassReady ? S_OK : ZOERR_PLUGIN_NOT_INITIALIZED;
+  if (e->readerBusy) return ZOERR_PLUGIN_NOT_INITIALIZED;
+  e->readerBusy = true;
+  struct Clear {
+    bool* flag;
+    ~Clear() { *flag = false; }
+  } clear{&e->readerBusy};
   IZoReadFileClass* cls = nullptr;
   HRESULT hr = detail::CreateEntryObject(e, IID_IZoReadFileClass, reinterpret_cast<void**>(&cls));
   if (SUCCEEDED(hr)) hr = cls->SetIOManager(this);
@@ -543,6 +553,12 @@ HRESULT CZoFileIOManager::InitReaderHere(tZOFIOPLUGINENTRY* e) {
 
 HRESULT CZoFileIOManager::InitRendererHere(tZOFIOPLUGINENTRY* e) {
   if (e->renderState != kClassNotTried) return e->renderState == kClassReady ? S_OK : ZOERR_PLUGIN_NOT_INITIALIZED;
+  if (e->renderBusy) return ZOERR_PLUGIN_NOT_INITIALIZED;
+  e->renderBusy = true;
+  struct Clear {
+    bool* flag;
+    ~Clear() { *flag = false; }
+  } clear{&e->renderBusy};
   IZoRenderFileClass* cls = nullptr;
   HRESULT hr = detail::CreateEntryObject(e, IID_IZoRenderFileClass, reinterpret_cast<void**>(&cls));
   if (SUCCEEDED(hr)) hr = cls->SetIOManager(this);

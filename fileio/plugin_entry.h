@@ -77,6 +77,11 @@ struct tZOFIOPLUGINENTRY {
   bool hasExtReader = false;
   bool hasExtRenderer = false;
   bool hasDialogName = false;
+  // Set on the init thread while the class is being made, so that a plug-in
+  // asking for its own class from inside its initialisation gets a refusal
+  // instead of a second instance.
+  bool readerBusy = false;
+  bool renderBusy = false;
 
   // Module stem: the file name less its extension (the cache section name).
   std::u16string Stem() const;

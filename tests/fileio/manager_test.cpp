@@ -6,7 +6,9 @@
 #include <utime.h>
 
 #include <cstdlib>
+#include <chrono>
 #include <filesystem>
+#include <future>
 #include <fstream>
 #include <ostream>
 
@@ -494,6 +496,39 @@ TEST_F(ManagerTest, DamagedClassSectionsAreInitialisedAgainAndRepaired) {
   auto m = Create();
   EXPECT_EQ(m->GetReaderCount(), 3);
   EXPECT_EQ(m->GetRendererCount(), 1);
+}
+
+}  // namespace
+
+namespace {
+
+// Runs `work` on another thread and gives up on the whole test program when
+// it does not finish: a deadlocked manager cannot be torn down.
+template <typename F>
+auto WithinSeconds(int seconds, F work) {
+  auto done = std::async(std::launch::async, std::move(work));
+  if (done.wait_for(std::chrono::seconds(seconds)) != std::future_status::ready) {
+    ADD_FAILURE() << "did not finish within " << seconds << " s";
+    std::fflush(stdout);
+    std::_Exit(1);
+  }
+  return done.get();
+}
+
+TEST_F(ManagerTest, PluginMayCallTheManagerFromItsInitialisation) {
+  Install({"alpha", "caller"});
+  for (DWORD flags : {DWORD(0), DWORD(0), vane::fileio::kCreateRebuild}) {
+    auto states = WithinSeconds(30, [&] {
+      auto m = Create(flags);
+      ComPtr<IZoReadFileClass> cls;
+      HRESULT hr = m->GetReadClassByGuid(cls.ReleaseAndGetAddressOf(), FakeReader(0x9B000000));
+      auto list = vane::fileio::DescribePlugins(m.Get());
+      return std::make_tuple(hr, Find(list, "caller")->state, Find(list, "alpha")->state);
+    });
+    EXPECT_EQ(std::get<0>(states), S_OK) << flags;
+    EXPECT_EQ(std::get<1>(states), "ready");
+    EXPECT_EQ(std::get<2>(states), "ready");  // looked up from inside SetIOManager
+  }
 }
 
 }  // namespace
