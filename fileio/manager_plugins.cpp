@@ -410,8 +410,33 @@ void CZoFileIOManager::ApplyProbe(tZOFIOPLUGINENTRY* e) {
     }
     t->initFlags = t->Flags & ~kFlagNotEnumerated;
     t->readerState = t->renderState = kClassNotTried;
+    // The probe made the class and noted its ids and texts, so the entry is
+    // as complete as one read from the cache and sorts the same way.
+    bool described = true;
+    if (t->Access & kAccessReader) {
+      if (c.readerKnown) {
+        t->Reader = c.reader;
+        t->ExtReader = WithoutBlanks(c.readerExt);
+        t->hasExtReader = true;
+        if (!c.readerName.empty()) t->DialogName = c.readerName;
+      } else {
+        described = false;
+      }
+    }
+    if (t->Access & kAccessRenderer) {
+      if (c.rendererKnown) {
+        t->Renderer = c.renderer;
+        t->ExtRenderer = WithoutBlanks(c.rendererExt);
+        t->hasExtRenderer = true;
+        if (!c.rendererName.empty() && (!(t->Access & kAccessReader) || t->DialogName.empty()))
+          t->DialogName = c.rendererName;
+      } else {
+        described = false;
+      }
+    }
+    t->hasDialogName = described;
     if (tables::IsHiddenClass(t->classId)) t->state |= kEntryHidden | kEntryHiddenByList;
-    else t->initFlags |= kInitAtStart;  // initialised once now, which fills its name and extensions
+    else if (!described) t->initFlags |= kInitAtStart;  // initialised once now, which fills its name and extensions
   }
 }
 

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // vane-probe: loads one plug-in module, asks its discovery object for its
-// classes and prints the report on standard output. The manager runs this in
+// classes, makes each class to learn its reader and renderer ids and texts,
+// and prints the report on standard output. The manager runs this in
 // a child process for every new or changed module, so a module that crashes
 // or hangs while it loads costs only this process.
 //
@@ -12,6 +13,80 @@
 
 #include "fileio/detail/module_loader.h"
 #include "platform/wtext.h"
+
+namespace {
+
+// The manager a class is handed while it is described here: it knows no
+// plug-ins, so a class that looks another one up is told there is none.
+struct EmptyManager final : IZoFileIOManager {
+  HRESULT QueryInterface(REFIID iid, void** out) override {
+    if (!out) return E_POINTER;
+    *out = nullptr;
+    if (iid != IID_IUnknown && iid != IID_IZoFileIOManager) return E_NOINTERFACE;
+    *out = this;
+    return S_OK;
+  }
+  ULONG AddRef() override { return 2; }
+  ULONG Release() override { return 1; }
+  HRESULT GetLCID(DWORD* lcid, DWORD) override {
+    if (!lcid) return E_INVALIDARG;
+    *lcid = 1033;
+    return S_OK;
+  }
+  HRESULT Slot4() override { return E_NOTIMPL; }
+  HRESULT GetMetric(LONG, DWORD*) override { return ZOERR_NOT_FOUND; }
+  HRESULT SetMetric(LONG, DWORD) override { return S_OK; }
+  HRESULT GetMetricText(LONG, WCHAR*, DWORD, DWORD*) override { return ZOERR_NOT_FOUND; }
+  HRESULT SetMetricText(LONG, LPCWSTR) override { return S_OK; }
+  HRESULT DeleteMetric(LONG, LONG) override { return S_OK; }
+  HRESULT GetMetricBinary(LONG, void*, DWORD, DWORD*) override { return ZOERR_NOT_FOUND; }
+  HRESULT SetMetricBinary(LONG, const void*, DWORD) override { return S_OK; }
+  HRESULT Slot12() override { return E_NOTIMPL; }
+  template <typename T>
+  static HRESULT None(T** out) {
+    if (out) *out = nullptr;
+    return ZOERR_UNSUPPORTED_FORMAT;
+  }
+  HRESULT GetReadClassById(IZoReadFileClass** out, DWORD) override { return None(out); }
+  HRESULT GetReadClassByGuid(IZoReadFileClass** out, REFGUID) override { return None(out); }
+  HRESULT GetRenderClassByGuid(IZoRenderFileClass** out, REFGUID) override { return None(out); }
+  HRESULT FindReadClassByExtension(IZoReadFileClass** out, LPCWSTR, LONG*) override { return None(out); }
+  HRESULT FindRenderClassByExtension(IZoRenderFileClass** out, LPCWSTR, LONG*) override { return None(out); }
+  HRESULT OpenReadFile(LPCWSTR, IZoReadFile** out, DWORD) override { return None(out); }
+  HRESULT OpenReadFileWithClass(LPCWSTR, IZoReadFile** out, REFGUID, DWORD) override { return None(out); }
+  HRESULT EditTemplate(HWND, IZoRenderFileClass*, tagZOTEMPLATExV2**, DWORD) override { return E_NOTIMPL; }
+  HRESULT Initialize(DWORD) override { return S_OK; }
+  HRESULT Shutdown() override { return S_OK; }
+  HRESULT GetReaderEnum(IZoFileIOTypeEnum** out) override { return None(out); }
+  HRESULT GetRendererEnum(IZoFileIOTypeEnum** out) override { return None(out); }
+  LONG GetReaderCount() override { return 0; }
+  LONG GetRendererCount() override { return 0; }
+  HRESULT FindReaderForHandle(HANDLE, LPCWSTR, LONG* index, DWORD) override {
+    if (index) *index = -1;
+    return ZOERR_UNSUPPORTED_FORMAT;
+  }
+  HRESULT FindReaderForName(LPCWSTR, LONG* index) override { return FindReaderForHandle(nullptr, nullptr, index, 0); }
+  HRESULT GetReadClassByIndex(IZoReadFileClass** out, LONG) override { return None(out); }
+  HRESULT GetRenderClassByIndex(IZoRenderFileClass** out, LONG) override { return None(out); }
+  HRESULT FindRendererByName(IZoRenderFileClass** out, LPCWSTR) override { return None(out); }
+  HRESULT Slot32() override { return E_NOTIMPL; }
+  HRESULT QuickFindReader(LPCWSTR, IZoReadFileClass** out) override { return None(out); }
+  HRESULT IsFileOfReaderKind(LPCWSTR) override { return S_FALSE; }
+  HRESULT GetPluginCount(LONG* count) override {
+    if (count) *count = 0;
+    return S_FALSE;
+  }
+  HRESULT IsPluginKnown(REFGUID) override { return ZOERR_NOT_FOUND; }
+  HRESULT GetPluginEnum(IZoFIOPluginEnum** out) override { return None(out); }
+  HRESULT GetPluginInfo(REFGUID, ZOFIO_PLUGININFO*) override { return ZOERR_NOT_FOUND; }
+  HRESULT CreateFilterBuilder(IZoFioFilterBuilder2** out) override {
+    if (out) *out = nullptr;
+    return E_NOTIMPL;
+  }
+  HRESULT CreateFilterBuilder(IZoFioFilterBuilder2** out, DWORD) override { return CreateFilterBuilder(out); }
+};
+
+}  // namespace
 
 int main(int argc, char** argv) {
   if (argc < 2) {
@@ -25,8 +100,9 @@ int main(int argc, char** argv) {
     if (::chdir(path.substr(0, slash).c_str()) != 0) {
     }
   }
+  EmptyManager manager;
   auto result = vane::fileio::detail::ProbeModuleHere(vane::platform::FromUtf8(path),
-                                                      vane::platform::FromUtf8(argc > 2 ? argv[2] : ""));
+                                                      vane::platform::FromUtf8(argc > 2 ? argv[2] : ""), &manager);
   std::string report = vane::fileio::detail::FormatProbeReport(result);
   std::fwrite(report.data(), 1, report.size(), stdout);
   std::fflush(stdout);

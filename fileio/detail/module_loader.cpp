@@ -249,7 +249,76 @@ void UnloadEntryModule(tZOFIOPLUGINENTRY* e) {
   e->module = nullptr;
 }
 
-ProbeResult ProbeModuleHere(const std::u16string& path, const std::u16string& preloads) {
+namespace {
+
+std::vector<std::u16string> AskTexts(HRESULT (*ask)(void*, const DWORD*, LONG, BSTR*), void* cls,
+                                     std::initializer_list<DWORD> ids, bool* ok) {
+  std::vector<DWORD> list(ids);
+  std::vector<BSTR> out(list.size(), nullptr);
+  *ok = SUCCEEDED(ask(cls, list.data(), LONG(list.size()), out.data()));
+  std::vector<std::u16string> texts(list.size());
+  for (size_t i = 0; i < out.size(); ++i) {
+    if (out[i]) texts[i] = std::u16string(out[i], SysStringLen(out[i]));
+    SysFreeString(out[i]);
+  }
+  return texts;
+}
+
+// Makes the reader and renderer of class C through the module's entry point
+// and notes what they say about themselves.
+void DescribeClass(PFN_DllGetClassObject entry, IZoFileIOManager* manager, ProbedClass* c) {
+  IClassFactory* factory = nullptr;
+  if (FAILED(entry(c->classId, IID_IClassFactory, reinterpret_cast<void**>(&factory))) || !factory) return;
+  if (c->access & 1) {
+    IZoReadFileClass* cls = nullptr;
+    if (SUCCEEDED(factory->CreateInstance(nullptr, IID_IZoReadFileClass, reinterpret_cast<void**>(&cls))) && cls) {
+      bool ok = SUCCEEDED(cls->SetIOManager(manager)) && SUCCEEDED(cls->GetTypeID(&c->reader));
+      if (ok) {
+        auto texts = AskTexts(
+            [](void* o, const DWORD* ids, LONG n, BSTR* t) {
+              return static_cast<IZoReadFileClass*>(o)->GetInfoText(ids, n, t);
+            },
+            cls, {ZOFIO_INFOTEXT_EXTENSIONS, ZOFIO_INFOTEXT_NAME, ZOFIO_INFOTEXT_DEFAULT_EXT}, &ok);
+        c->readerExt = texts[0];
+        c->readerName = texts[1];
+      }
+      c->readerKnown = ok;
+      cls->SetIOManager(nullptr);
+      cls->Release();
+    }
+  }
+  if (c->access & 2) {
+    IZoRenderFileClass* cls = nullptr;
+    if (SUCCEEDED(factory->CreateInstance(nullptr, IID_IZoRenderFileClass, reinterpret_cast<void**>(&cls))) && cls) {
+      bool ok = SUCCEEDED(cls->SetIOManager(manager)) && SUCCEEDED(cls->GetTypeID(&c->renderer));
+      if (ok) {
+        auto texts = AskTexts(
+            [](void* o, const DWORD* ids, LONG n, BSTR* t) {
+              return static_cast<IZoRenderFileClass*>(o)->GetInfoText(ids, n, t);
+            },
+            cls, {ZOFIO_INFOTEXT_DEFAULT_EXT, ZOFIO_INFOTEXT_NAME}, &ok);
+        c->rendererExt = texts[0];
+        c->rendererName = texts[1];
+      }
+      c->rendererKnown = ok;
+      cls->SetIOManager(nullptr);
+      cls->Release();
+    }
+  }
+  factory->Release();
+}
+
+// Report texts stay on one line.
+std::string OneLine(const std::u16string& s) {
+  std::string out = Utf8(s);
+  for (char& ch : out)
+    if (ch == '\n' || ch == '\r') ch = ' ';
+  return out;
+}
+
+}  // namespace
+
+ProbeResult ProbeModuleHere(const std::u16string& path, const std::u16string& preloads, IZoFileIOManager* manager) {
   ProbeResult r;
   ModuleHold hold;
   IClassFactory* factory = nullptr;
@@ -274,6 +343,11 @@ ProbeResult ProbeModuleHere(const std::u16string& path, const std::u16string& pr
     r.classes.push_back(std::move(c));
   }
   if (info) info->Release();
+  if (manager && SUCCEEDED(r.status)) {
+    auto entry = reinterpret_cast<PFN_DllGetClassObject>(::dlsym(hold.module, "DllGetClassObject"));
+    for (ProbedClass& c : r.classes)
+      if (entry) DescribeClass(entry, manager, &c);
+  }
   hold.Release();
   return r;
 }
@@ -293,10 +367,17 @@ std::string FormatProbeReport(const ProbeResult& r) {
     std::snprintf(line, sizeof line, "class %s %u %u %u %u ", vane::platform::GuidToString(c.classId).c_str(),
                   unsigned(c.access), unsigned(c.streamTypes), unsigned(c.flags), unsigned(c.enumerable));
     out += line;
-    std::string name = Utf8(c.name);
-    for (char& ch : name)
-      if (ch == '\n' || ch == '\r') ch = ' ';
-    out += name + "\n";
+    out += OneLine(c.name) + "\n";
+    if (c.readerKnown) {
+      out += "reader " + vane::platform::GuidToString(c.reader) + "\n";
+      out += "readerext " + OneLine(c.readerExt) + "\n";
+      out += "readername " + OneLine(c.readerName) + "\n";
+    }
+    if (c.rendererKnown) {
+      out += "renderer " + vane::platform::GuidToString(c.renderer) + "\n";
+      out += "rendererext " + OneLine(c.rendererExt) + "\n";
+      out += "renderername " + OneLine(c.rendererName) + "\n";
+    }
   }
   out += "end\n";
   return out;
@@ -330,6 +411,34 @@ bool ParseProbeReport(const std::string& text, ProbeResult* out) {
       size_t nameAt = 6 + size_t(used);
       if (used > 0 && nameAt <= line.size()) c.name = vane::platform::FromUtf8(line.substr(nameAt));
       r.classes.push_back(std::move(c));
+    } else if (line.rfind("reader", 0) == 0 || line.rfind("renderer", 0) == 0) {
+      // Facts of the class line before.
+      if (r.classes.empty()) return false;
+      ProbedClass& c = r.classes.back();
+      size_t space = line.find(' ');
+      if (space == std::string::npos) return false;
+      std::string key = line.substr(0, space), value = line.substr(space + 1);
+      if (key == "reader" || key == "renderer") {
+        GUID g;
+        if (!vane::platform::GuidFromString(value.c_str(), &g)) return false;
+        if (key == "reader") {
+          c.reader = g;
+          c.readerKnown = true;
+        } else {
+          c.renderer = g;
+          c.rendererKnown = true;
+        }
+      } else if (key == "readerext") {
+        c.readerExt = vane::platform::FromUtf8(value);
+      } else if (key == "readername") {
+        c.readerName = vane::platform::FromUtf8(value);
+      } else if (key == "rendererext") {
+        c.rendererExt = vane::platform::FromUtf8(value);
+      } else if (key == "renderername") {
+        c.rendererName = vane::platform::FromUtf8(value);
+      } else {
+        return false;
+      }
     } else if (line == "end") {
       ended = true;
     } else {

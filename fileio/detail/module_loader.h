@@ -40,6 +40,14 @@ struct ProbedClass {
   DWORD streamTypes = 0;
   DWORD flags = 0;
   DWORD enumerable = 0;
+  // What the class itself says once made, when the probe could make it: its
+  // reader (renderer) id, extension list and display name.
+  bool readerKnown = false;
+  GUID reader = GUID_NULL;
+  std::u16string readerExt, readerName;
+  bool rendererKnown = false;
+  GUID renderer = GUID_NULL;
+  std::u16string rendererExt, rendererName;
 };
 
 struct ProbeResult {
@@ -57,7 +65,10 @@ struct ProbeResult {
 ProbeResult ProbeModule(const tZOFIOPLUGINENTRY& e);
 
 // The probe in this process, also what the helper runs. Writes nothing.
-ProbeResult ProbeModuleHere(const std::u16string& path, const std::u16string& preloads);
+// With `manager`, each class is also made (reader and renderer as its access
+// says), handed `manager`, and asked for its id and texts.
+ProbeResult ProbeModuleHere(const std::u16string& path, const std::u16string& preloads,
+                            IZoFileIOManager* manager = nullptr);
 
 // The helper's report: one line per fact, parsed back by the manager.
 std::string FormatProbeReport(const ProbeResult& r);

@@ -171,10 +171,13 @@ TEST_F(ManagerTest, ChangedModuleTimeIsProbedAgain) {
   ASSERT_EQ(::utime((m_dir / "plugins" / "beta.so").c_str(), &times), 0);
   size_t before = vane::fileio::detail::ModuleLoadCount();
   auto m = Create();
-  // The re-probed module's class is initialised once at this start.
-  EXPECT_EQ(vane::fileio::detail::ModuleLoadCount() - before, 1u);
-  EXPECT_EQ(Find(vane::fileio::DescribePlugins(m.Get()), "beta")->state, "ready");
-  EXPECT_EQ(Find(vane::fileio::DescribePlugins(m.Get()), "alpha")->state, "not loaded");
+  // The probe child described the class: nothing is loaded in process.
+  EXPECT_EQ(vane::fileio::detail::ModuleLoadCount() - before, 0u);
+  auto list = vane::fileio::DescribePlugins(m.Get());
+  EXPECT_EQ(Find(list, "beta")->state, "not loaded");
+  EXPECT_EQ(Find(list, "beta")->reader, FakeReader(0xB2000000));
+  EXPECT_EQ(Find(list, "beta")->extensions, u"*.bet");
+  EXPECT_EQ(Find(list, "alpha")->state, "not loaded");
 }
 
 TEST_F(ManagerTest, DeletedModuleIsSkippedAndItsSectionKept) {
@@ -528,6 +531,37 @@ TEST_F(ManagerTest, PluginMayCallTheManagerFromItsInitialisation) {
     EXPECT_EQ(std::get<0>(states), S_OK) << flags;
     EXPECT_EQ(std::get<1>(states), "ready");
     EXPECT_EQ(std::get<2>(states), "ready");  // looked up from inside SetIOManager
+  }
+}
+
+}  // namespace
+
+namespace {
+
+// Reader classes in type-index order, and the reader a file of Alpha's kind goes to.
+std::pair<std::vector<GUID>, GUID> ReaderOrder(IZoFileIOMgrForApp* m, const std::u16string& file) {
+  std::vector<GUID> order;
+  for (auto* e : static_cast<vane::fileio::CZoFileIOManager*>(m)->SortedReaders()) order.push_back(e->classId);
+  vane::fileio::ProbeReport r;
+  vane::fileio::ProbeFile(m, file.c_str(), &r);
+  return {order, r.reader};
+}
+
+TEST_F(ManagerTest, RankOrderIsTheSameOnEveryKindOfStart) {
+  // Ranked's reader id stands high in the rank table, its class id sorts
+  // after Alpha's: only a sort that knows reader ids puts it first.
+  Install({"alpha", "beta"});
+  { auto m = Create(); }
+  Install({"alpha", "beta", "ranked"});
+  std::u16string file = File("x.dat", "ALPH and more");
+  const std::vector<GUID> expected = {FakeId(0xFF000000), FakeId(0xA1000000), FakeId(0xB2000000)};
+  // The start that probes the new module, the cached start, a rebuild and a
+  // start without the cache.
+  for (DWORD flags : {DWORD(0), DWORD(0), vane::fileio::kCreateRebuild, vane::fileio::kCreateNoCache}) {
+    auto m = Create(flags);
+    auto [order, reader] = ReaderOrder(m.Get(), file);
+    EXPECT_EQ(order, expected) << "flags " << flags;
+    EXPECT_EQ(reader, GUID_VaneWave64Reader) << "flags " << flags;
   }
 }
 
