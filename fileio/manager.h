@@ -120,7 +120,7 @@ class CZoFileIOManager final : public IZoFileIOMgrForApp {
   ~CZoFileIOManager();
 
   HRESULT ResolveFolders();
-  HRESULT ReadCache(bool* allCached);
+  HRESULT ReadCache(const std::vector<tZOFIOPLUGINENTRY*>& fresh, bool* allCached);
   void ApplyProbe(tZOFIOPLUGINENTRY* e);
   HRESULT InitializeMarkedClasses();
   HRESULT RunInit(const std::function<HRESULT()>& work);

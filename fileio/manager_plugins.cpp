@@ -60,7 +60,7 @@ std::unique_ptr<tZOFIOPLUGINENTRY> MakeCandidate(std::u16string path) {
   e->path = path.substr(0, MAX_PATH - 1);
   e->name = FileNameOf(e->path);
   e->ModTime = modTime;
-  e->state = (e->state | kEntryPrimary) & ~(kEntryHidden | kEntry64Bit);
+  e->state = (e->state | kEntryPrimary | kEntryNew) & ~(kEntryHidden | kEntry64Bit);
   DWORD machine = 0;
   if (!detail::GetFileExecutableInfo(utf8, &machine)) e->state |= kEntryHidden;
   else if (machine == 34404) e->state |= kEntry64Bit;
@@ -238,33 +238,36 @@ HRESULT CZoFileIOManager::AddCandidates(void* list, const WCHAR* const* names, L
 HRESULT CZoFileIOManager::LoadPluginList(void* list, DWORD flags, BOOL* allCached) {
   if (list) return E_NOTIMPL;
   if (!m_list) m_list = std::make_unique<PluginList>();
-  bool all = false;
-  bool cacheSkipped = (flags & (kCreateRebuild | kCreateNoCache)) != 0;
-  if (!cacheSkipped) ReadCache(&all);
-  if (!all) {
-    std::vector<tZOFIOPLUGINENTRY*> toProbe;
-    {
-      std::lock_guard<std::recursive_mutex> hold(m_list->lock);
-      for (auto& e : m_list->entries) {
-        if (!(e->state & kEntryPrimary)) continue;
-        if (cacheSkipped || (e->state & kEntryMustProbe)) toProbe.push_back(e.get());
-      }
+  // Only modules added since the last call are read from the cache or
+  // probed: the others already stand in the list with their classes.
+  std::vector<tZOFIOPLUGINENTRY*> fresh;
+  {
+    std::lock_guard<std::recursive_mutex> hold(m_list->lock);
+    for (auto& e : m_list->entries) {
+      if (!(e->state & kEntryPrimary) || !(e->state & kEntryNew)) continue;
+      e->state &= ~kEntryNew;
+      fresh.push_back(e.get());
     }
-    for (tZOFIOPLUGINENTRY* e : toProbe) ApplyProbe(e);
+  }
+  bool all = true;
+  bool cacheSkipped = (flags & (kCreateRebuild | kCreateNoCache)) != 0;
+  if (cacheSkipped) all = fresh.empty();
+  else ReadCache(fresh, &all);
+  if (!all) {
+    for (tZOFIOPLUGINENTRY* e : fresh)
+      if (cacheSkipped || (e->state & kEntryMustProbe)) ApplyProbe(e);
   }
   if (allCached) *allCached = all ? TRUE : FALSE;
   return S_OK;
 }
 
-HRESULT CZoFileIOManager::ReadCache(bool* allCached) {
+HRESULT CZoFileIOManager::ReadCache(const std::vector<tZOFIOPLUGINENTRY*>& fresh, bool* allCached) {
   *allCached = true;
+  if (fresh.empty()) return S_OK;
   ResolveFolders();
   auto ini = vane::platform::LoadIniSnapshot(ToUtf8(m_cachePath));
   std::lock_guard<std::recursive_mutex> hold(m_list->lock);
-  std::vector<tZOFIOPLUGINENTRY*> primaries;
-  for (auto& e : m_list->entries)
-    if (e->state & kEntryPrimary) primaries.push_back(e.get());
-  for (tZOFIOPLUGINENTRY* e : primaries) {
+  for (tZOFIOPLUGINENTRY* e : fresh) {
     if (e->state & kEntryHidden) {  // no loadable image: nothing to read or probe
       *allCached = false;
       e->state |= kEntryDirty;

@@ -23,6 +23,8 @@ inline constexpr DWORD kEntryDirty = 32;
 inline constexpr DWORD kEntryMustProbe = 64;
 inline constexpr DWORD kEntryPrimary = 128;
 inline constexpr DWORD kEntrySurrogateNow = 256;
+// Added since the last LoadPluginList: its cache section is still to be read.
+inline constexpr DWORD kEntryNew = 512;
 
 // Init-flag bits (working copy of Flags).
 inline constexpr DWORD kInitAtStart = 1;

@@ -566,3 +566,33 @@ TEST_F(ManagerTest, RankOrderIsTheSameOnEveryKindOfStart) {
 }
 
 }  // namespace
+
+namespace {
+
+TEST_F(ManagerTest, AddingCandidatesAgainKeepsEachModuleOnce) {
+  Install({"pair", "beta"});
+  std::u16string pair = FromUtf8((m_dir / "plugins" / "pair.so").string());
+  std::u16string beta = FromUtf8((m_dir / "plugins" / "beta.so").string());
+  const WCHAR* first[] = {pair.c_str()};
+  const WCHAR* both[] = {pair.c_str(), beta.c_str()};
+  ComPtr<IZoFileIOMgrForApp> m;
+  ASSERT_EQ(ZOFileIO_CreateInstance(m.ReleaseAndGetAddressOf(), 0, first, 1), S_OK);
+  ComPtr<IZoReadFileClass> held;
+  ASSERT_EQ(m->GetReadClassByGuid(held.ReleaseAndGetAddressOf(), FakeReader(0x9F000000)), S_OK);
+  for (int round = 0; round < 2; ++round) {
+    BOOL allCached = FALSE;
+    ASSERT_EQ(m->AddCandidates(nullptr, both, 2, 0, &allCached), S_OK);
+    ASSERT_EQ(m->AttachPluginList(nullptr, 0, nullptr, 0), S_OK);
+    EXPECT_EQ(vane::fileio::DescribePlugins(m.Get()).size(), 3u) << "round " << round;
+    EXPECT_EQ(m->GetReaderCount(), 3);
+  }
+  // The class handed out before is still the one the manager holds.
+  ComPtr<IZoReadFileClass> again;
+  ASSERT_EQ(m->GetReadClassByGuid(again.ReleaseAndGetAddressOf(), FakeReader(0x9F000000)), S_OK);
+  EXPECT_EQ(again.Get(), held.Get());
+  held.Reset();
+  again.Reset();
+  m.Reset();  // every class released once (the sanitizer build checks)
+}
+
+}  // namespace
