@@ -511,6 +511,8 @@ std::vector<PluginDescription> CZoFileIOManager::Describe() {
     else if (st == kClassReady) d.state = "ready";
     else if (st == kClassFailed) d.state = "failed";
     else d.state = "not loaded";
+    if (e.state & kEntryHiddenByList) d.reason = "its class is on the manager's list of hidden classes";
+    else d.reason = e.problem;
     out.push_back(std::move(d));
   }
   return out;

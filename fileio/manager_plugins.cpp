@@ -6,6 +6,7 @@
 #include <dlfcn.h>
 
 #include <algorithm>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
@@ -271,6 +272,7 @@ HRESULT CZoFileIOManager::ReadCache(const std::vector<tZOFIOPLUGINENTRY*>& fresh
     if (e->state & kEntryHidden) {  // no loadable image: nothing to read or probe
       *allCached = false;
       e->state |= kEntryDirty;
+      e->problem = "not a loadable module";
       continue;
     }
     const std::u16string stem = e->Stem();
@@ -290,6 +292,7 @@ HRESULT CZoFileIOManager::ReadCache(const std::vector<tZOFIOPLUGINENTRY*>& fresh
       // Probed before and found to hold nothing usable (or to crash): it
       // stays hidden and is not loaded.
       e->state |= kEntryHidden;
+      e->problem = "the cache records it as unusable: when probed it crashed, hung or named no class";
       continue;
     }
     // Access, Flags and StreamType come only from the module's discovery
@@ -379,13 +382,24 @@ void CZoFileIOManager::ApplyProbe(tZOFIOPLUGINENTRY* e) {
   e->state &= ~kEntryMustProbe;
   if (e->state & kEntryHidden) {  // no loadable image
     e->state |= kEntryDirty;
+    e->problem = "not a loadable module";
     return;
   }
   detail::ProbeResult r = detail::ProbeModule(*e);
-  if (FAILED(r.status) || r.crashed) {
-    if (r.crashed || r.status != E_OUTOFMEMORY) e->state |= kEntryHidden | kEntryDirty;
+  if (r.notRun) {
+    // Not judged: hidden now, and probed again at the next start.
+    e->state = (e->state | kEntryHidden | kEntryNotCached) & ~kEntryDirty;
+    e->problem = r.problem;
     return;
   }
+  if (FAILED(r.status) || r.crashed) {
+    if (r.crashed || r.status != E_OUTOFMEMORY) e->state |= kEntryHidden | kEntryDirty;
+    char status[16];
+    std::snprintf(status, sizeof status, "0x%08X", unsigned(r.status));
+    e->problem = !r.problem.empty() ? r.problem : std::string("its discovery object failed with ") + status;
+    return;
+  }
+  if (r.classes.empty()) e->problem = "it names no class";
   // A module that names no class stays hidden.
   e->state |= kEntryHidden | kEntryDirty;
   std::lock_guard<std::recursive_mutex> hold(m_list->lock);
@@ -633,6 +647,7 @@ HRESULT CZoFileIOManager::WriteCache(DWORD flags) {
     auto visible = [](const tZOFIOPLUGINENTRY& t) { return !(t.state & kEntryHidden) && t.classId != GUID_NULL; };
     for (size_t i = 0; i < entries.size(); ++i) {
       tZOFIOPLUGINENTRY& e = *entries[i];
+      if (e.state & kEntryNotCached) continue;
       if (!(e.state & kEntryDirty) && !(flags & 1)) continue;
       changed = true;
       const std::u16string stem = e.Stem();

@@ -25,6 +25,8 @@ inline constexpr DWORD kEntryPrimary = 128;
 inline constexpr DWORD kEntrySurrogateNow = 256;
 // Added since the last LoadPluginList: its cache section is still to be read.
 inline constexpr DWORD kEntryNew = 512;
+// Hidden for this start only (its probe could not run): never written to the cache.
+inline constexpr DWORD kEntryNotCached = 1024;
 
 // Init-flag bits (working copy of Flags).
 inline constexpr DWORD kInitAtStart = 1;
@@ -84,6 +86,8 @@ struct tZOFIOPLUGINENTRY {
   // instead of a second instance.
   bool readerBusy = false;
   bool renderBusy = false;
+  // Why a hidden module is unusable, for the user; empty when not known.
+  std::string problem;
 
   // Module stem: the file name less its extension (the cache section name).
   std::u16string Stem() const;

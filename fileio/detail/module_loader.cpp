@@ -18,6 +18,7 @@
 #include <cstring>
 #include <sstream>
 
+#include "platform/file.h"
 #include "platform/wtext.h"
 
 extern char** environ;
@@ -96,8 +97,13 @@ HRESULT OpenModule(const std::string& path, const std::u16string& preloads, REFC
   return hr;
 }
 
-std::string HelperPath() {
-  if (const char* env = std::getenv("VANE_PROBE_HELPER"); env && *env) return FileExists(env) ? env : std::string();
+// The helper's path, or empty with *problem saying why.
+std::string HelperPath(std::string* problem) {
+  if (const char* env = std::getenv("VANE_PROBE_HELPER"); env && *env) {
+    if (::access(env, X_OK) == 0 && FileExists(env)) return env;
+    *problem = std::string("the probe helper named by VANE_PROBE_HELPER (") + env + ") is not an executable file";
+    return {};
+  }
   std::vector<std::string> candidates;
   Dl_info info{};
   if (::dladdr(reinterpret_cast<void*>(&ModuleLoadCount), &info) && info.dli_fname) {
@@ -114,7 +120,17 @@ std::string HelperPath() {
   }
   for (const auto& c : candidates)
     if (::access(c.c_str(), X_OK) == 0) return c;
+  *problem = "the probe helper vane-probe was not found beside the kernel library, in ../bin or ../lib, or beside "
+             "the program (VANE_PROBE_HELPER names it)";
   return {};
+}
+
+ProbeResult NotRun(const std::string& why, int err) {
+  ProbeResult r;
+  r.status = HRESULT_FROM_WIN32(err == 0 || err == ENOENT ? ERROR_FILE_NOT_FOUND : ERROR_NOT_ENOUGH_MEMORY);
+  r.notRun = true;
+  r.problem = err ? why + ": " + std::strerror(err) : why;
+  return r;
 }
 
 DWORD ProbeTimeoutMs() {
@@ -129,11 +145,7 @@ ProbeResult RunHelper(const std::string& helper, const tZOFIOPLUGINENTRY& e) {
   ProbeResult result;
   result.contained = true;
   int fds[2];
-  if (::pipe2(fds, O_CLOEXEC) != 0) {
-    result.status = E_FAIL;
-    result.crashed = true;
-    return result;
-  }
+  if (::pipe2(fds, O_CLOEXEC) != 0) return NotRun("no pipe for the probe helper", errno);
   posix_spawn_file_actions_t actions;
   posix_spawn_file_actions_init(&actions);
   posix_spawn_file_actions_adddup2(&actions, fds[1], 1);
@@ -149,9 +161,7 @@ ProbeResult RunHelper(const std::string& helper, const tZOFIOPLUGINENTRY& e) {
   ::close(fds[1]);
   if (rc != 0) {
     ::close(fds[0]);
-    result.status = E_FAIL;
-    result.crashed = true;
-    return result;
+    return NotRun("the probe helper " + helper + " could not be started", rc);
   }
   std::string report;
   auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(ProbeTimeoutMs());
@@ -185,6 +195,9 @@ ProbeResult RunHelper(const std::string& helper, const tZOFIOPLUGINENTRY& e) {
     result.classes.clear();
     result.crashed = true;
     result.status = E_UNEXPECTED;
+    if (timedOut) result.problem = "hung while probed (killed after " + std::to_string(ProbeTimeoutMs()) + " ms)";
+    else if (WIFSIGNALED(wstatus)) result.problem = std::string("crashed while probed (") + strsignal(WTERMSIG(wstatus)) + ")";
+    else result.problem = "the probe gave no usable report (exit status " + std::to_string(WEXITSTATUS(wstatus)) + ")";
   }
   result.contained = true;
   return result;
@@ -353,8 +366,11 @@ ProbeResult ProbeModuleHere(const std::u16string& path, const std::u16string& pr
 }
 
 ProbeResult ProbeModule(const tZOFIOPLUGINENTRY& e) {
-  std::string helper = HelperPath();
-  if (helper.empty()) return ProbeModuleHere(e.path, e.PreloadModules);
+  // Never in process: a module that crashes while it loads would take the
+  // host with it.
+  std::string problem;
+  std::string helper = HelperPath(&problem);
+  if (helper.empty()) return NotRun(problem, 0);
   return RunHelper(helper, e);
 }
 

@@ -54,11 +54,15 @@ struct ProbeResult {
   HRESULT status = S_OK;    // of loading and the discovery object
   bool contained = false;   // ran in a child process
   bool crashed = false;     // the child died or hung: never load in process
+  // The probe could not run at all (no helper, no pipe, no process): the
+  // module is neither loaded nor judged at this start.
+  bool notRun = false;
+  std::string problem;      // why the module is unusable, for the user
   std::vector<ProbedClass> classes;
 };
 
-// Probes a module in a child process (the vane-probe helper) when a helper
-// is found, in process otherwise. The helper is $VANE_PROBE_HELPER, else
+// Probes a module in a child process (the vane-probe helper); without a
+// helper the probe does not run (notRun). The helper is $VANE_PROBE_HELPER, else
 // "vane-probe" beside the kernel module or in ../bin, lib/ or the
 // executable's folder. A child that takes longer than
 // $VANE_PROBE_TIMEOUT_MS (10000 by default) is killed.

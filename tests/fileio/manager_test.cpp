@@ -199,6 +199,8 @@ TEST_F(ManagerTest, CrashingAndHangingModulesAreHiddenRecordedAndNeverLoaded) {
   auto list = vane::fileio::DescribePlugins(m.Get());
   EXPECT_EQ(Find(list, "crash")->state, "hidden");
   EXPECT_EQ(Find(list, "hang")->state, "hidden");
+  EXPECT_NE(Find(list, "crash")->reason.find("crashed"), std::string::npos) << Find(list, "crash")->reason;
+  EXPECT_NE(Find(list, "hang")->reason.find("hung"), std::string::npos) << Find(list, "hang")->reason;
   EXPECT_EQ(m->GetReaderCount(), 1);
   auto cache = vane::platform::LoadIniSnapshot(ToUtf8(Impl(m)->CachePath()));
   ASSERT_TRUE(cache);
@@ -593,6 +595,34 @@ TEST_F(ManagerTest, AddingCandidatesAgainKeepsEachModuleOnce) {
   held.Reset();
   again.Reset();
   m.Reset();  // every class released once (the sanitizer build checks)
+}
+
+}  // namespace
+
+namespace {
+
+TEST_F(ManagerTest, MissingProbeHelperHidesNewModulesForThisStartOnly) {
+  Install({"alpha"});
+  setenv("VANE_PROBE_HELPER", (m_dir / "no-such-helper").c_str(), 1);
+  size_t before = vane::fileio::detail::ModuleLoadCount();
+  std::u16string cachePath;
+  {
+    auto m = Create();
+    cachePath = Impl(m)->CachePath();
+    EXPECT_EQ(vane::fileio::detail::ModuleLoadCount(), before);  // never loaded in process
+    EXPECT_EQ(m->GetReaderCount(), 0);
+    auto list = vane::fileio::DescribePlugins(m.Get());
+    ASSERT_NE(Find(list, "alpha"), nullptr);
+    EXPECT_EQ(Find(list, "alpha")->state, "hidden");
+    EXPECT_NE(Find(list, "alpha")->reason.find("no-such-helper"), std::string::npos) << Find(list, "alpha")->reason;
+  }
+  auto cache = vane::platform::LoadIniSnapshot(ToUtf8(cachePath));
+  EXPECT_TRUE(!cache || !cache->FindSection(u"alpha"));
+  // With the helper back the module is probed and found.
+  setenv("VANE_PROBE_HELPER", VANE_PROBE_HELPER_PATH, 1);
+  auto m = Create();
+  EXPECT_EQ(m->GetReaderCount(), 1);
+  EXPECT_EQ(Find(vane::fileio::DescribePlugins(m.Get()), "alpha")->reason, "");
 }
 
 }  // namespace
