@@ -7,6 +7,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
@@ -511,8 +512,16 @@ std::vector<PluginDescription> CZoFileIOManager::Describe() {
     else if (st == kClassReady) d.state = "ready";
     else if (st == kClassFailed) d.state = "failed";
     else d.state = "not loaded";
-    if (e.state & kEntryHiddenByList) d.reason = "its class is on the manager's list of hidden classes";
-    else d.reason = e.problem;
+    HRESULT failure = reader ? e.readerStatus : e.renderStatus;
+    if (e.state & kEntryHiddenByList) {
+      d.reason = "its class is on the manager's list of hidden classes";
+    } else if (!e.problem.empty()) {
+      d.reason = e.problem;
+    } else if (st == kClassFailed && FAILED(failure)) {
+      char text[64];
+      std::snprintf(text, sizeof text, "making the class failed with 0x%08X", unsigned(failure));
+      d.reason = text;
+    }
     out.push_back(std::move(d));
   }
   return out;

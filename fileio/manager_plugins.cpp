@@ -517,7 +517,10 @@ HRESULT CZoFileIOManager::EnsureReader(tZOFIOPLUGINENTRY* e, IZoReadFileClass** 
     }
     RunInit([this, e] { return InitReaderHere(e); });
   }
-  if (e->readerState != kClassReady || !e->readerClass) return ZOERR_PLUGIN_NOT_INITIALIZED;
+  // A class that could not be made says why; one not made for another
+  // reason (a parent class failed, it is being made) is "not initialised".
+  if (e->readerState != kClassReady || !e->readerClass)
+    return FAILED(e->readerStatus) ? e->readerStatus : ZOERR_PLUGIN_NOT_INITIALIZED;
   e->readerClass->AddRef();
   *out = e->readerClass;
   return S_OK;
@@ -528,7 +531,8 @@ HRESULT CZoFileIOManager::EnsureRenderer(tZOFIOPLUGINENTRY* e, IZoRenderFileClas
   *out = nullptr;
   if (!e) return ZOERR_UNSUPPORTED_FORMAT;
   if (e->renderState == kClassNotTried) RunInit([this, e] { return InitRendererHere(e); });
-  if (e->renderState != kClassReady || !e->renderClass) return ZOERR_PLUGIN_NOT_INITIALIZED;
+  if (e->renderState != kClassReady || !e->renderClass)
+    return FAILED(e->renderStatus) ? e->renderStatus : ZOERR_PLUGIN_NOT_INITIALIZED;
   e->renderClass->AddRef();
   *out = e->renderClass;
   return S_OK;
@@ -586,10 +590,12 @@ HRESULT CZoFileIOManager::InitReaderHere(tZOFIOPLUGINENTRY* e) {
       cls->Release();
     }
     e->readerState = kClassFailed;
+    e->readerStatus = hr;
     return hr;
   }
   e->readerClass = cls;
   e->readerState = kClassReady;
+  e->readerStatus = S_OK;
   return S_OK;
 }
 
@@ -627,10 +633,12 @@ HRESULT CZoFileIOManager::InitRendererHere(tZOFIOPLUGINENTRY* e) {
       cls->Release();
     }
     e->renderState = kClassFailed;
+    e->renderStatus = hr;
     return hr;
   }
   e->renderClass = cls;
   e->renderState = kClassReady;
+  e->renderStatus = S_OK;
   return S_OK;
 }
 

@@ -86,6 +86,9 @@ struct tZOFIOPLUGINENTRY {
   // instead of a second instance.
   bool readerBusy = false;
   bool renderBusy = false;
+  // The status the last failed initialisation gave (S_OK when none failed).
+  HRESULT readerStatus = S_OK;
+  HRESULT renderStatus = S_OK;
   // Why a hidden module is unusable, for the user; empty when not known.
   std::string problem;
 

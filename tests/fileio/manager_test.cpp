@@ -626,3 +626,31 @@ TEST_F(ManagerTest, MissingProbeHelperHidesNewModulesForThisStartOnly) {
 }
 
 }  // namespace
+
+namespace {
+
+TEST_F(ManagerTest, ClassThatCannotBeMadeGivesItsOwnStatus) {
+  // Making its reader class fails; it sorts before Alpha.
+  Install({"nocreate", "alpha"});
+  auto m = Create();
+  ComPtr<IZoReadFileClass> cls;
+  EXPECT_EQ(m->GetReadClassByGuid(cls.ReleaseAndGetAddressOf(), FakeId(0x9C000000)), E_ACCESSDENIED);
+  auto list = vane::fileio::DescribePlugins(m.Get());
+  EXPECT_EQ(Find(list, "nocreate")->state, "failed");
+  EXPECT_NE(Find(list, "nocreate")->reason.find("80070005"), std::string::npos) << Find(list, "nocreate")->reason;
+  // A file another reader takes is simply taken: no fallback is noted.
+  std::u16string alpha = File("x.dat", "ALPH....");
+  HANDLE h = CreateFileW(alpha.c_str(), GENERIC_READ, 3, nullptr, OPEN_EXISTING, 0, nullptr);
+  ASSERT_NE(h, INVALID_HANDLE_VALUE);
+  LONG index = -1;
+  EXPECT_EQ(m->FindReaderForHandle(h, alpha.c_str(), &index, 0), S_OK);
+  CloseHandle(h);
+  // Unknown bytes still go to the by-name probe.
+  ProbeStage stage;
+  auto [hr, reader] = Probe(m.Get(), File("y.alp", "unknown bytes"), &stage);
+  EXPECT_EQ(hr, S_OK);
+  EXPECT_EQ(stage, ProbeStage::Name);
+  EXPECT_EQ(reader, FakeReader(0xA1000000));
+}
+
+}  // namespace
