@@ -5,10 +5,13 @@
 // a child process for every new or changed module, so a module that crashes
 // or hangs while it loads costs only this process.
 //
-// usage: vane-probe MODULE [PRELOADS]
+// usage: vane-probe [--report-fd=N] MODULE [PRELOADS]
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdio>
+#include <cstdlib>
+#include <cstring>
 #include <string>
 
 #include "fileio/detail/module_loader.h"
@@ -86,13 +89,34 @@ struct EmptyManager final : IZoFileIOManager {
   HRESULT CreateFilterBuilder(IZoFioFilterBuilder2** out, DWORD) override { return CreateFilterBuilder(out); }
 };
 
+// Writes all of `text` to `fd`.
+void WriteAll(int fd, const std::string& text) {
+  for (size_t done = 0; done < text.size();) {
+    ssize_t n = ::write(fd, text.data() + done, text.size() - done);
+    if (n < 0 && errno == EINTR) continue;
+    if (n <= 0) return;
+    done += size_t(n);
+  }
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
+  // The report goes to its own descriptor when the manager gives one, and
+  // standard output is pointed at standard error before any plug-in code
+  // runs, so what a plug-in prints cannot pass for the report.
+  int reportFd = -1;
+  if (argc > 1 && std::strncmp(argv[1], "--report-fd=", 12) == 0) {
+    reportFd = std::atoi(argv[1] + 12);
+    --argc;
+    ++argv;
+  }
   if (argc < 2) {
-    std::fprintf(stderr, "usage: vane-probe MODULE [PRELOADS]\n");
+    std::fprintf(stderr, "usage: vane-probe [--report-fd=N] MODULE [PRELOADS]\n");
     return 2;
   }
+  if (reportFd < 0) reportFd = ::dup(1);
+  if (reportFd < 0 || ::dup2(2, 1) < 0) return 3;
   std::string path = argv[1];
   size_t slash = path.rfind('/');
   if (slash != std::string::npos && slash > 0) {
@@ -103,9 +127,8 @@ int main(int argc, char** argv) {
   EmptyManager manager;
   auto result = vane::fileio::detail::ProbeModuleHere(vane::platform::FromUtf8(path),
                                                       vane::platform::FromUtf8(argc > 2 ? argv[2] : ""), &manager);
-  std::string report = vane::fileio::detail::FormatProbeReport(result);
-  std::fwrite(report.data(), 1, report.size(), stdout);
   std::fflush(stdout);
+  WriteAll(reportFd, vane::fileio::detail::FormatProbeReport(result));
   // Leave without running the modules' or the runtime's exit handlers: the
   // report is complete, and a plug-in's teardown must not change it.
   ::_exit(0);

@@ -148,12 +148,15 @@ ProbeResult RunHelper(const std::string& helper, const tZOFIOPLUGINENTRY& e) {
   if (::pipe2(fds, O_CLOEXEC) != 0) return NotRun("no pipe for the probe helper", errno);
   posix_spawn_file_actions_t actions;
   posix_spawn_file_actions_init(&actions);
-  posix_spawn_file_actions_adddup2(&actions, fds[1], 1);
+  // The report comes on descriptor 3; what the module prints goes nowhere.
+  posix_spawn_file_actions_adddup2(&actions, fds[1], 3);
   posix_spawn_file_actions_addopen(&actions, 0, "/dev/null", O_RDONLY, 0);
+  posix_spawn_file_actions_addopen(&actions, 1, "/dev/null", O_WRONLY, 0);
   posix_spawn_file_actions_addopen(&actions, 2, "/dev/null", O_WRONLY, 0);
   std::string path = Utf8(e.path);
   std::string preloads = Utf8(e.PreloadModules);
-  std::vector<char*> argv = {const_cast<char*>(helper.c_str()), const_cast<char*>(path.c_str()),
+  std::string reportArg = "--report-fd=3";
+  std::vector<char*> argv = {const_cast<char*>(helper.c_str()), reportArg.data(), const_cast<char*>(path.c_str()),
                              const_cast<char*>(preloads.c_str()), nullptr};
   pid_t pid = -1;
   int rc = ::posix_spawn(&pid, helper.c_str(), &actions, nullptr, argv.data(), environ);
@@ -187,17 +190,39 @@ ProbeResult RunHelper(const std::string& helper, const tZOFIOPLUGINENTRY& e) {
     if (report.size() > (1u << 20)) break;  // a sane report is a few lines
   }
   ::close(fds[0]);
-  if (timedOut) ::kill(pid, SIGKILL);
+  // A child that closed its report but lingers is waited for only until the
+  // same deadline.
   int wstatus = 0;
-  while (::waitpid(pid, &wstatus, 0) < 0 && errno == EINTR) {
+  bool reaped = false;
+  while (!timedOut && !reaped) {
+    pid_t w = ::waitpid(pid, &wstatus, WNOHANG);
+    if (w == pid) reaped = true;
+    else if (w < 0 && errno != EINTR) break;
+    else if (std::chrono::steady_clock::now() >= deadline) timedOut = true;
+    else ::usleep(1000);
   }
-  if (timedOut || !ParseProbeReport(report, &result)) {
-    result.classes.clear();
+  if (!reaped) {
+    ::kill(pid, SIGKILL);
+    while (::waitpid(pid, &wstatus, 0) < 0 && errno == EINTR) {
+    }
+  }
+  // Only a death by a signal or a real hang condemns the module; a child
+  // that ends without a report is a broken helper, tried again next start.
+  if (timedOut) {
+    result = ProbeResult();
     result.crashed = true;
     result.status = E_UNEXPECTED;
-    if (timedOut) result.problem = "hung while probed (killed after " + std::to_string(ProbeTimeoutMs()) + " ms)";
-    else if (WIFSIGNALED(wstatus)) result.problem = std::string("crashed while probed (") + strsignal(WTERMSIG(wstatus)) + ")";
-    else result.problem = "the probe gave no usable report (exit status " + std::to_string(WEXITSTATUS(wstatus)) + ")";
+    result.problem = "hung while probed (killed after " + std::to_string(ProbeTimeoutMs()) + " ms)";
+  } else if (WIFSIGNALED(wstatus)) {
+    result = ProbeResult();
+    result.crashed = true;
+    result.status = E_UNEXPECTED;
+    result.problem = std::string("crashed while probed (") + strsignal(WTERMSIG(wstatus)) + ")";
+  } else if (!ParseProbeReport(report, &result)) {
+    result = NotRun("the probe helper " + helper + " gave no usable report (exit status " +
+                        std::to_string(WIFEXITED(wstatus) ? WEXITSTATUS(wstatus) : -1) + ")",
+                    0);
+    return result;
   }
   result.contained = true;
   return result;

@@ -654,3 +654,36 @@ TEST_F(ManagerTest, ClassThatCannotBeMadeGivesItsOwnStatus) {
 }
 
 }  // namespace
+
+namespace {
+
+TEST_F(ManagerTest, ProbeKeepsModulesThatPrintAndCatchesCrashesInClassCode) {
+  Install({"printer", "crashtext", "alpha"});
+  size_t before = vane::fileio::detail::ModuleLoadCount();
+  auto m = Create();
+  auto list = vane::fileio::DescribePlugins(m.Get());
+  // What a plug-in prints while loading is not taken for the report.
+  EXPECT_EQ(Find(list, "printer")->state, "not loaded");
+  EXPECT_EQ(Find(list, "printer")->reader, FakeReader(0x9D000000));
+  // GetInfoText crashes: only the child died, and the module stays out.
+  EXPECT_EQ(Find(list, "crashtext")->state, "hidden");
+  EXPECT_NE(Find(list, "crashtext")->reason.find("crashed"), std::string::npos);
+  EXPECT_EQ(vane::fileio::detail::ModuleLoadCount(), before);
+  EXPECT_EQ(m->GetReaderCount(), 2);
+  EXPECT_EQ(Probe(m.Get(), File("p.prn", "PRNT")).first, S_OK);
+}
+
+TEST_F(ManagerTest, HelperThatGivesNoReportDoesNotCondemnTheModule) {
+  Install({"alpha"});
+  setenv("VANE_PROBE_HELPER", "/bin/true", 1);
+  {
+    auto m = Create();
+    EXPECT_EQ(m->GetReaderCount(), 0);
+    EXPECT_NE(Find(vane::fileio::DescribePlugins(m.Get()), "alpha")->reason.find("no usable report"),
+              std::string::npos);
+  }
+  setenv("VANE_PROBE_HELPER", VANE_PROBE_HELPER_PATH, 1);
+  EXPECT_EQ(Create()->GetReaderCount(), 1);
+}
+
+}  // namespace
