@@ -17,6 +17,19 @@
 #include "fileio/detail/module_loader.h"
 #include "platform/wtext.h"
 
+#if defined(__has_feature)
+#if __has_feature(address_sanitizer)
+#define VANE_PROBE_ASAN 1
+#endif
+#endif
+#if defined(__SANITIZE_ADDRESS__) || defined(VANE_PROBE_ASAN)
+// A sanitizer build of the helper must still die by the signal a crashing
+// module raises: the manager tells a crash from a broken helper that way.
+extern "C" const char* __asan_default_options() {
+  return "handle_segv=0:handle_sigbus=0:handle_sigfpe=0:handle_sigill=0:handle_abort=0";
+}
+#endif
+
 namespace {
 
 // The manager a class is handed while it is described here: it knows no
