@@ -124,6 +124,7 @@ class CZoFileIOManager final : public IZoFileIOMgrForApp {
   void ApplyProbe(tZOFIOPLUGINENTRY* e);
   HRESULT InitializeMarkedClasses();
   HRESULT RunInit(const std::function<HRESULT()>& work);
+  HRESULT InitEntry(tZOFIOPLUGINENTRY* e);
   HRESULT InitReaderHere(tZOFIOPLUGINENTRY* e);
   HRESULT InitRendererHere(tZOFIOPLUGINENTRY* e);
   tZOFIOPLUGINENTRY* ReaderEntryByGuid(const GUID& g) const;

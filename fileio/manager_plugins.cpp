@@ -420,11 +420,10 @@ void CZoFileIOManager::ApplyProbe(tZOFIOPLUGINENTRY* e) {
     t->StreamType = c.streamTypes;
     t->Flags = c.flags & ~kFlagNotEnumerated;
     t->duplicatesAllowed = (c.flags & ZOFIO_FILTERFLAG_ALLOW_DUPLICATES) ? 1 : 0;
-    t->state = (t->state & ~(kEntryHidden | kEntryNotEnumerated)) | kEntryDirty;
-    if (!c.enumerable) {
-      t->state |= kEntryNotEnumerated;
-      t->Flags |= kFlagNotEnumerated;
-    }
+    // A non-zero word asks for the class to be enumerated; a zero word
+    // changes nothing.
+    t->state = (t->state & ~kEntryHidden) | kEntryDirty;
+    if (c.enumerable) t->state &= ~kEntryNotEnumerated;
     t->initFlags = t->Flags & ~kFlagNotEnumerated;
     t->readerState = t->renderState = kClassNotTried;
     // The probe made the class and noted its ids and texts, so the entry is
@@ -496,6 +495,20 @@ HRESULT CZoFileIOManager::RunInit(const std::function<HRESULT()>& work) {
   return m_initThread.Run(work);
 }
 
+HRESULT CZoFileIOManager::InitEntry(tZOFIOPLUGINENTRY* e) {
+  // Both kinds of the class are made together, renderer first; the first
+  // failure is the result.
+  return RunInit([this, e] {
+    HRESULT first = S_OK;
+    if ((e->Access & kAccessRenderer) && e->renderState == kClassNotTried) first = InitRendererHere(e);
+    if ((e->Access & kAccessReader) && e->readerState == kClassNotTried) {
+      HRESULT hr = InitReaderHere(e);
+      if (SUCCEEDED(first)) first = hr;
+    }
+    return first;
+  });
+}
+
 HRESULT CZoFileIOManager::EnsureReader(tZOFIOPLUGINENTRY* e, IZoReadFileClass** out) {
   if (!out) return E_POINTER;
   *out = nullptr;
@@ -515,7 +528,7 @@ HRESULT CZoFileIOManager::EnsureReader(tZOFIOPLUGINENTRY* e, IZoReadFileClass** 
         GetReadClassById(b.ReleaseAndGetAddressOf(), 0x6000);
       }
     }
-    RunInit([this, e] { return InitReaderHere(e); });
+    InitEntry(e);
   }
   // A class that could not be made says why; one not made for another
   // reason (a parent class failed, it is being made) is "not initialised".
@@ -530,7 +543,7 @@ HRESULT CZoFileIOManager::EnsureRenderer(tZOFIOPLUGINENTRY* e, IZoRenderFileClas
   if (!out) return E_POINTER;
   *out = nullptr;
   if (!e) return ZOERR_UNSUPPORTED_FORMAT;
-  if (e->renderState == kClassNotTried) RunInit([this, e] { return InitRendererHere(e); });
+  if (e->renderState == kClassNotTried) InitEntry(e);
   if (e->renderState != kClassReady || !e->renderClass)
     return FAILED(e->renderStatus) ? e->renderStatus : ZOERR_PLUGIN_NOT_INITIALIZED;
   e->renderClass->AddRef();
@@ -670,7 +683,9 @@ HRESULT CZoFileIOManager::WriteCache(DWORD flags) {
           f.Set(stem, u"MeritReader", GuidText(e.MeritReader));
         }
         // Clearing the section dropped the class keys of the module's other
-        // entries too; put back those of the visible ones.
+        // entries too; put them back in class order, this entry's first, so
+        // the first 16 read back are always the same ones.
+        if (visible(e)) f.Set(stem, GuidText(e.classId), e.DialogName);
         for (size_t j = i + 1; j < entries.size() && !(entries[j]->state & kEntryPrimary); ++j)
           if (visible(*entries[j])) f.Set(stem, GuidText(entries[j]->classId), entries[j]->DialogName);
       }

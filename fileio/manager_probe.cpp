@@ -207,7 +207,9 @@ HRESULT CZoFileIOManager::FindReaderForHandleEx(HANDLE file, LPCWSTR fileName, L
       if (s.tried.size() < 2 && index >= 0) s.tried.push_back(index);
       if (SUCCEEDED(hr)) {
         hr = isType(cls.Get());
-        if (hr == S_OK && (type == 5 || type == 0x14) && FAILED(cls->IsTypeSlow(fileName))) hr = ZOERR_FILE_OPEN;
+        // For these two types the name must agree too: a failure or a plain
+        // "no" from IsTypeSlow refuses the file.
+        if (hr == S_OK && (type == 5 || type == 0x14) && cls->IsTypeSlow(fileName) != S_OK) hr = ZOERR_FILE_OPEN;
         if (type == 0x100D) hr = cls->IsTypeSlow(fileName);
       }
       if (hr == S_OK) {

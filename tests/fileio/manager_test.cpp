@@ -2,6 +2,7 @@
 #include "fileio/manager.h"
 
 #include <gtest/gtest.h>
+#include <dlfcn.h>
 #include <sys/stat.h>
 #include <utime.h>
 
@@ -14,6 +15,7 @@
 
 #include "fileio/detail/module_loader.h"
 #include "fileio/team_guids.h"
+#include "kernel/message_box.h"
 #include "platform/file.h"
 #include "platform/profile.h"
 #include "platform/wtext.h"
@@ -684,6 +686,97 @@ TEST_F(ManagerTest, HelperThatGivesNoReportDoesNotCondemnTheModule) {
   }
   setenv("VANE_PROBE_HELPER", VANE_PROBE_HELPER_PATH, 1);
   EXPECT_EQ(Create()->GetReaderCount(), 1);
+}
+
+}  // namespace
+
+namespace {
+
+// The class objects a loaded test module has made so far ('R' reader, 'W' renderer).
+std::string CreatedBy(const fs::path& module) {
+  void* h = ::dlopen(module.c_str(), RTLD_NOW | RTLD_NOLOAD);
+  if (!h) return "(not loaded)";
+  auto created = reinterpret_cast<const char* (*)()>(::dlsym(h, "FakeCreated"));
+  std::string out = created ? created() : "(no log)";
+  ::dlclose(h);
+  return out;
+}
+
+TEST_F(ManagerTest, LookingUpOneKindMakesBothRendererFirst) {
+  Install({"alpha"});
+  auto m = Create();
+  ComPtr<IZoReadFileClass> reader;
+  ASSERT_EQ(m->GetReadClassByGuid(reader.ReleaseAndGetAddressOf(), FakeReader(0xA1000000)), S_OK);
+  EXPECT_EQ(CreatedBy(m_dir / "plugins" / "alpha.so"), "WR");
+  ComPtr<IZoRenderFileClass> renderer;
+  ASSERT_EQ(m->GetRenderClassByIndex(renderer.ReleaseAndGetAddressOf(), 0), S_OK);
+  EXPECT_EQ(CreatedBy(m_dir / "plugins" / "alpha.so"), "WR");  // nothing made twice
+}
+
+TEST_F(ManagerTest, SixteenClassLimitDropsTheSeventeenthAndTheOrderHolds) {
+  Install({"many"});
+  std::vector<std::u16string> firstKeys;
+  for (int start = 0; start < 3; ++start) {
+    auto m = Create();
+    EXPECT_EQ(m->GetReaderCount(), start == 0 ? 17 : 16) << start;
+    EXPECT_EQ(m->IsPluginKnown(FakeId(0xE6000000)), S_OK) << start;
+    if (start > 0) {
+      EXPECT_EQ(m->IsPluginKnown(FakeId(0xE6000010)), ZOERR_NOT_FOUND) << start;
+    }
+    auto cache = vane::platform::LoadIniSnapshot(ToUtf8(Impl(m)->CachePath()));
+    ASSERT_TRUE(cache);
+    std::vector<std::u16string> classKeys;
+    for (const auto& k : cache->Keys(u"many"))
+      if (!k.empty() && k.front() == u'{') classKeys.push_back(k);
+    ASSERT_FALSE(classKeys.empty());
+    EXPECT_EQ(classKeys.front(), vane::platform::GuidToU16String(FakeId(0xE6000000))) << start;
+    if (start == 0) {
+      firstKeys = classKeys;
+    } else {
+      ASSERT_GE(classKeys.size(), 16u);
+      EXPECT_EQ(std::vector<std::u16string>(classKeys.begin(), classKeys.begin() + 16),
+                std::vector<std::u16string>(firstKeys.begin(), firstKeys.begin() + 16))
+          << start;
+    }
+  }
+}
+
+TEST_F(ManagerTest, ZeroEnumerableWordDoesNotHideAClass) {
+  Install({"sulky"});
+  EXPECT_EQ(Create()->GetReaderCount(), 1);
+  EXPECT_EQ(Create()->GetReaderCount(), 1);  // and so from the cache
+}
+
+int g_boxes = 0;
+std::u16string g_boxText;
+UINT g_boxStyle = 0;
+int RecordBox(HWND, LPCWSTR text, LPCWSTR, UINT style, void*) {
+  ++g_boxes;
+  g_boxText = text ? text : u"";
+  g_boxStyle = style;
+  return IDOK;
+}
+
+TEST_F(ManagerTest, StatusHelpersAskTheClassAndReportThroughTheHostsHandler) {
+  Install({"alpha", "sulky"});
+  auto m = Create();
+  ComPtr<IZoReadFileClass> good, sulky;
+  ComPtr<IZoRenderFileClass> renderer;
+  ASSERT_EQ(m->GetReadClassByGuid(good.ReleaseAndGetAddressOf(), FakeReader(0xA1000000)), S_OK);
+  ASSERT_EQ(m->GetReadClassByGuid(sulky.ReleaseAndGetAddressOf(), FakeReader(0x96000000)), S_OK);
+  ASSERT_EQ(m->GetRenderClassByIndex(renderer.ReleaseAndGetAddressOf(), 0), S_OK);
+  EXPECT_TRUE(ZoFio_IsPluginAccessible(good.Get()));
+  EXPECT_TRUE(ZoFio_IsPluginAccessible(renderer.Get()));  // GetStatus not implemented
+  EXPECT_FALSE(ZoFio_IsPluginAccessible(sulky.Get()));
+  g_boxes = 0;
+  ZoKernel_SetMessageBoxHandler(&RecordBox, nullptr);
+  EXPECT_EQ(ZoFio_DisclosePluginProblems(good.Get(), nullptr), S_OK);
+  EXPECT_EQ(g_boxes, 0);
+  EXPECT_EQ(ZoFio_DisclosePluginProblems(sulky.Get(), nullptr), S_OK);
+  ZoKernel_SetMessageBoxHandler(nullptr, nullptr);
+  EXPECT_EQ(g_boxes, 1);
+  EXPECT_NE(g_boxText.find(u"licence expired"), std::u16string::npos);
+  EXPECT_NE(g_boxText.find(u"Sulky"), std::u16string::npos);
 }
 
 }  // namespace

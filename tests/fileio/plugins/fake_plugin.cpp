@@ -18,10 +18,15 @@
 //   FAKE_CALL_BACK       SetIOManager looks up Alpha's reader through the manager
 //   FAKE_CREATE_FAILS    creating the reader class fails with this status
 //   FAKE_CRASH_IN_TEXTS  GetInfoText crashes
+//   FAKE_ENUMERABLE      the last-but-one word of GetFilterInfo (default 1)
+//   FAKE_BAD_STATUS      GetStatus of the reader reports a problem with a text
+// Every module exports FakeCreated(): one letter per class object made, in
+// order ('R' reader, 'W' renderer).
 #include <atomic>
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
+#include <mutex>
 #include <string>
 #include <unistd.h>
 
@@ -127,6 +132,13 @@
 #define FAKE_EXT u"*.par"
 #define FAKE_NAME u"Pair"
 #define FAKE_CLASSES 2
+#elif FAKE_VARIANT == 20
+#define FAKE_ID 0x96000000u
+#define FAKE_MAGIC "SULK"
+#define FAKE_EXT u"*.slk"
+#define FAKE_NAME u"Sulky"
+#define FAKE_ENUMERABLE 0
+#define FAKE_BAD_STATUS 1
 #endif
 
 #ifndef FAKE_MAGIC
@@ -144,8 +156,18 @@
 #ifndef FAKE_FLAGS
 #define FAKE_FLAGS 0
 #endif
+#ifndef FAKE_ENUMERABLE
+#define FAKE_ENUMERABLE 1
+#endif
 
 namespace {
+
+std::string g_created;  // guarded by g_createdLock
+std::mutex g_createdLock;
+void NoteCreated(char kind) {
+  std::lock_guard<std::mutex> hold(g_createdLock);
+  g_created += kind;
+}
 
 #if defined(FAKE_CRASH_ON_LOAD)
 __attribute__((constructor)) void CrashWhileLoading() { std::raise(SIGSEGV); }
@@ -260,7 +282,7 @@ struct ReadClass final : Ref<IZoReadFileClass> {
   unsigned index;
   LONG typeIndex = -1;
   IZoFileIOManager* manager = nullptr;
-  explicit ReadClass(unsigned i) : index(i) {}
+  explicit ReadClass(unsigned i) : index(i) { NoteCreated('R'); }
   HRESULT QueryInterface(REFIID iid, void** out) override {
     if (iid == IID_IUnknown || iid == IID_IZoReadFileClass) {
       AddRef();
@@ -330,8 +352,13 @@ struct ReadClass final : Ref<IZoReadFileClass> {
   HRESULT HasAboutBox() override { return S_FALSE; }
   NOTIMPL(ShowAboutBox, HWND)
   HRESULT GetStatus(LONG* status, WCHAR** text) override {
+#ifdef FAKE_BAD_STATUS
+    *status = -1;
+    if (text) *text = MakeBstr(u"licence expired");
+#else
     *status = 0;
     if (text) *text = nullptr;
+#endif
     return S_OK;
   }
 };
@@ -339,7 +366,7 @@ struct ReadClass final : Ref<IZoReadFileClass> {
 struct RenderClass final : Ref<IZoRenderFileClass> {
   unsigned index;
   LONG typeIndex = -1;
-  explicit RenderClass(unsigned i) : index(i) {}
+  explicit RenderClass(unsigned i) : index(i) { NoteCreated('W'); }
   HRESULT QueryInterface(REFIID iid, void** out) override {
     if (iid == IID_IUnknown || iid == IID_IZoRenderFileClass) {
       AddRef();
@@ -412,7 +439,7 @@ struct Discovery final : Ref<IZoUnsharedFIOPluginInfo> {
 #endif
     *streamTypes = ZOFILESTREAM_AUDIO;
     *flags = FAKE_FLAGS;
-    *enumerable = 1;
+    *enumerable = FAKE_ENUMERABLE;
     return S_OK;
   }
   NOTIMPL(PluginSlot6, LONG_PTR, LONG_PTR)
@@ -452,6 +479,13 @@ struct Factory final : Ref<IClassFactory> {
 };
 
 }  // namespace
+
+extern "C" __attribute__((visibility("default"))) const char* FakeCreated() {
+  std::lock_guard<std::mutex> hold(g_createdLock);
+  static std::string copy;
+  copy = g_created;
+  return copy.c_str();
+}
 
 #ifndef FAKE_NO_ENTRY
 extern "C" __attribute__((visibility("default"))) HRESULT DllGetClassObject(REFCLSID clsid, REFIID iid, void** out) {
