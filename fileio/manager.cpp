@@ -441,14 +441,16 @@ HRESULT CZoFileIOManager::GetReaderEnum(IZoFileIOTypeEnum** out) {
   if (!out) return E_POINTER;
   *out = nullptr;
   if (!m_readerEnum) return E_FAIL;
-  return m_readerEnum->QueryInterface(IID_IZoFileIOTypeEnum, reinterpret_cast<void**>(out));
+  *out = m_readerEnum->Copy(false);  // a cursor of the caller's own
+  return S_OK;
 }
 
 HRESULT CZoFileIOManager::GetRendererEnum(IZoFileIOTypeEnum** out) {
   if (!out) return E_POINTER;
   *out = nullptr;
   if (!m_rendererEnum) return E_FAIL;
-  return m_rendererEnum->QueryInterface(IID_IZoFileIOTypeEnum, reinterpret_cast<void**>(out));
+  *out = m_rendererEnum->Copy(false);
+  return S_OK;
 }
 
 LONG CZoFileIOManager::GetReaderCount() { return m_readerEnum ? m_readerEnum->GetCount() : 0; }
@@ -471,7 +473,8 @@ HRESULT CZoFileIOManager::GetPluginEnum(IZoFIOPluginEnum** out) {
   if (!out) return E_POINTER;
   *out = nullptr;
   if (!m_pluginEnum) return E_FAIL;
-  return m_pluginEnum->QueryInterface(IID_IZoFIOPluginEnum, reinterpret_cast<void**>(out));
+  *out = m_pluginEnum->Copy();
+  return S_OK;
 }
 
 HRESULT CZoFileIOManager::GetPluginInfo(REFGUID classId, ZOFIO_PLUGININFO* record) {

@@ -602,13 +602,13 @@ HRESULT CZoFileIOManager::InitReaderHere(tZOFIOPLUGINENTRY* e) {
       cls->SetIOManager(nullptr);
       cls->Release();
     }
-    e->readerState = kClassFailed;
     e->readerStatus = hr;
+    e->readerState = kClassFailed;
     return hr;
   }
   e->readerClass = cls;
-  e->readerState = kClassReady;
   e->readerStatus = S_OK;
+  e->readerState = kClassReady;
   return S_OK;
 }
 
@@ -645,13 +645,13 @@ HRESULT CZoFileIOManager::InitRendererHere(tZOFIOPLUGINENTRY* e) {
       cls->SetIOManager(nullptr);
       cls->Release();
     }
-    e->renderState = kClassFailed;
     e->renderStatus = hr;
+    e->renderState = kClassFailed;
     return hr;
   }
   e->renderClass = cls;
-  e->renderState = kClassReady;
   e->renderStatus = S_OK;
+  e->renderState = kClassReady;
   return S_OK;
 }
 

@@ -4,6 +4,7 @@
 // lookups keep plain pointers, valid until the list is destroyed at Shutdown.
 #pragma once
 
+#include <atomic>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -65,12 +66,14 @@ struct tZOFIOPLUGINENTRY {
   GUID Reader = GUID_NULL;
   LONG readerIndex = -1;
   IZoReadFileClass* readerClass = nullptr;
-  DWORD readerState = kClassNotTried;
+  // Read by any thread on a class's first use, written on the init thread:
+  // the class pointer and status are set before the state that publishes them.
+  std::atomic<DWORD> readerState{kClassNotTried};
   std::u16string ExtReader;
   GUID Renderer = GUID_NULL;
   LONG renderIndex = -1;
   IZoRenderFileClass* renderClass = nullptr;
-  DWORD renderState = kClassNotTried;
+  std::atomic<DWORD> renderState{kClassNotTried};
   std::u16string ExtRenderer;
   DWORD versionTag = kEntryVersionTag;
   LONG Surrogate = -1;

@@ -4,12 +4,14 @@
 #include <gtest/gtest.h>
 #include <dlfcn.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <utime.h>
 
 #include <cstdlib>
 #include <chrono>
 #include <filesystem>
 #include <future>
+#include <thread>
 #include <fstream>
 #include <ostream>
 
@@ -777,6 +779,88 @@ TEST_F(ManagerTest, StatusHelpersAskTheClassAndReportThroughTheHostsHandler) {
   EXPECT_EQ(g_boxes, 1);
   EXPECT_NE(g_boxText.find(u"licence expired"), std::u16string::npos);
   EXPECT_NE(g_boxText.find(u"Sulky"), std::u16string::npos);
+}
+
+}  // namespace
+
+namespace {
+
+TEST_F(ManagerTest, EachEnumeratorCallGetsItsOwnCursor) {
+  Install({"alpha", "beta"});
+  auto m = Create();
+  ComPtr<IZoFileIOTypeEnum> a, b;
+  ASSERT_EQ(m->GetReaderEnum(a.ReleaseAndGetAddressOf()), S_OK);
+  ASSERT_EQ(m->GetReaderEnum(b.ReleaseAndGetAddressOf()), S_OK);
+  IUnknown* got[2] = {};
+  ULONG fetched = 0;
+  EXPECT_EQ(a->Next(2, got, &fetched), S_OK);
+  EXPECT_EQ(fetched, 2u);
+  for (IUnknown* u : got) u->Release();
+  EXPECT_EQ(b->Next(1, got, &fetched), S_OK);  // not moved by a
+  EXPECT_EQ(fetched, 1u);
+  got[0]->Release();
+  ComPtr<IZoFileIOTypeEnum> c;
+  ASSERT_EQ(b->Clone(c.ReleaseAndGetAddressOf()), S_OK);  // a clone starts where its source stands
+  EXPECT_EQ(c->Next(2, got, &fetched), S_FALSE);
+  EXPECT_EQ(fetched, 1u);
+  got[0]->Release();
+  ComPtr<IZoFIOPluginEnum> p, q;
+  ASSERT_EQ(m->GetPluginEnum(p.ReleaseAndGetAddressOf()), S_OK);
+  ASSERT_EQ(m->GetPluginEnum(q.ReleaseAndGetAddressOf()), S_OK);
+  ZOFIO_PLUGININFO info[2] = {};
+  info[0].cbSize = info[1].cbSize = sizeof(ZOFIO_PLUGININFO);
+  EXPECT_EQ(p->Next(2, info, &fetched), S_OK);
+  EXPECT_EQ(q->Next(1, info, &fetched), S_OK);
+  EXPECT_EQ(fetched, 1u);
+}
+
+TEST_F(ManagerTest, ThreadsOpeningFilesOfOneNewClassShareOneInstance) {
+  Install({"alpha", "beta"});
+  auto m = Create();
+  std::vector<std::u16string> files;
+  for (int i = 0; i < 8; ++i) files.push_back(File("f" + std::to_string(i) + ".bet", "BETA"));
+  std::vector<std::thread> threads;
+  std::atomic<int> opened{0};
+  std::atomic<bool> go{false};
+  for (int t = 0; t < 8; ++t) {
+    threads.emplace_back([&, t] {
+      while (!go) std::this_thread::yield();
+      for (int round = 0; round < 4; ++round) {
+        ComPtr<IZoReadFile> f;
+        if (m->OpenReadFile(files[size_t((t + round) % 8)].c_str(), f.ReleaseAndGetAddressOf(), 0) == S_OK) ++opened;
+      }
+    });
+  }
+  go = true;
+  for (auto& t : threads) t.join();
+  EXPECT_EQ(opened, 32);
+  EXPECT_EQ(CreatedBy(m_dir / "plugins" / "beta.so"), "R");
+}
+
+TEST_F(ManagerTest, TwoProcessesStartingTogetherLoseNoCacheSection) {
+  Install({"alpha", "beta", "pair"});
+  std::vector<pid_t> children;
+  for (int i = 0; i < 2; ++i) {
+    pid_t pid = ::fork();
+    ASSERT_GE(pid, 0);
+    if (pid == 0) {
+      ComPtr<IZoFileIOMgrForApp> m;
+      HRESULT hr = ZOFileIO_CreateInstance(m.ReleaseAndGetAddressOf(), 0);
+      LONG readers = SUCCEEDED(hr) ? m->GetReaderCount() : -1;
+      m.Reset();
+      std::_Exit(int(readers));
+    }
+    children.push_back(pid);
+  }
+  for (pid_t pid : children) {
+    int status = 0;
+    ASSERT_EQ(::waitpid(pid, &status, 0), pid);
+    ASSERT_TRUE(WIFEXITED(status));
+    EXPECT_EQ(WEXITSTATUS(status), 4);
+  }
+  // Every module was written: a start that cannot probe still finds them all.
+  setenv("VANE_PROBE_HELPER", "/nonexistent/helper", 1);
+  EXPECT_EQ(Create()->GetReaderCount(), 4);
 }
 
 }  // namespace
