@@ -141,9 +141,15 @@ std::vector<std::string> ConfigFilesIn(const std::string& folder) {
 
 }  // namespace
 
-std::u16string tZOFIOPLUGINENTRY::Stem() const {
+std::u16string tZOFIOPLUGINENTRY::CacheSection() const {
   size_t dot = name.rfind(u'.');
-  return dot == std::u16string::npos || dot == 0 ? name : name.substr(0, dot);
+  std::u16string stem = dot == std::u16string::npos || dot == 0 ? name : name.substr(0, dot);
+  std::uint32_t hash = 2166136261u;  // FNV-1a of the path's bytes
+  for (unsigned char b : ToUtf8(path)) hash = (hash ^ b) * 16777619u;
+  char hex[16];
+  std::snprintf(hex, sizeof hex, "%08x", unsigned(hash));
+  // A collision only costs a probe: the section's Path must match too.
+  return stem.substr(0, 64) + u"@" + FromUtf8(hex);
 }
 
 size_t PluginList::IndexOf(const tZOFIOPLUGINENTRY* e) const {
@@ -275,7 +281,7 @@ HRESULT CZoFileIOManager::ReadCache(const std::vector<tZOFIOPLUGINENTRY*>& fresh
       e->problem = "not a loadable module";
       continue;
     }
-    const std::u16string stem = e->Stem();
+    const std::u16string stem = e->CacheSection();
     CZoProfile module = ProfileAt(m_cachePath, stem);
     WCHAR path[MAX_PATH] = {};
     bool havePath = ini && module.GetString(u"Path", u"", path, MAX_PATH);
@@ -671,7 +677,7 @@ HRESULT CZoFileIOManager::WriteCache(DWORD flags) {
       if (e.state & kEntryNotCached) continue;
       if (!(e.state & kEntryDirty) && !(flags & 1)) continue;
       changed = true;
-      const std::u16string stem = e.Stem();
+      const std::u16string stem = e.CacheSection();
       if (e.state & kEntryPrimary) {
         f.DeleteSection(stem);
         f.Set(stem, u"Path", e.path);

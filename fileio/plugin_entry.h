@@ -95,8 +95,11 @@ struct tZOFIOPLUGINENTRY {
   // Why a hidden module is unusable, for the user; empty when not known.
   std::string problem;
 
-  // Module stem: the file name less its extension (the cache section name).
-  std::u16string Stem() const;
+  // The module's cache section: its stem (the file name less its extension,
+  // at most 64 characters) and a hash of its full path, so that two modules
+  // of one name in two folders keep two sections, and a class section name
+  // stays short.
+  std::u16string CacheSection() const;
 };
 
 // The thread-safe plug-in list: one recursive lock over a vector of entries.

@@ -101,8 +101,18 @@ class ManagerTest : public ::testing::Test {
               0u);
   }
 
-  static std::u16string ClassSection(const char16_t* stem, const GUID& id) {
-    return std::u16string(stem) + u"." + vane::platform::GuidToU16String(id);
+  // The cache section of an installed module: the one whose Path names it.
+  std::u16string Section(const std::u16string& cachePath, const std::string& module) {
+    auto cache = vane::platform::LoadIniSnapshot(ToUtf8(cachePath));
+    std::u16string path = FromUtf8((m_dir / "plugins" / (module + ".so")).string());
+    if (cache)
+      for (const auto& name : cache->SectionNames())
+        if (const auto* p = cache->Find(name, u"Path"); p && *p == path) return name;
+    return u"(no section)";
+  }
+
+  std::u16string ClassSection(const std::u16string& cachePath, const std::string& module, const GUID& id) {
+    return Section(cachePath, module) + u"." + vane::platform::GuidToU16String(id);
   }
 
   vane::test::ScratchDir m_dir;
@@ -192,7 +202,7 @@ TEST_F(ManagerTest, DeletedModuleIsSkippedAndItsSectionKept) {
   EXPECT_EQ(m->GetReaderCount(), 1);
   auto cache = vane::platform::LoadIniSnapshot(ToUtf8(Impl(m)->CachePath()));
   ASSERT_TRUE(cache);
-  EXPECT_NE(cache->FindSection(u"beta"), nullptr);
+  EXPECT_NE(cache->FindSection(Section(Impl(m)->CachePath(), "beta")), nullptr);
 }
 
 TEST_F(ManagerTest, CrashingAndHangingModulesAreHiddenRecordedAndNeverLoaded) {
@@ -208,8 +218,8 @@ TEST_F(ManagerTest, CrashingAndHangingModulesAreHiddenRecordedAndNeverLoaded) {
   EXPECT_EQ(m->GetReaderCount(), 1);
   auto cache = vane::platform::LoadIniSnapshot(ToUtf8(Impl(m)->CachePath()));
   ASSERT_TRUE(cache);
-  EXPECT_NE(cache->Find(u"crash", u"ModTime"), nullptr);
-  EXPECT_NE(cache->Find(u"hang", u"ModTime"), nullptr);
+  EXPECT_NE(cache->Find(Section(Impl(m)->CachePath(), "crash"), u"ModTime"), nullptr);
+  EXPECT_NE(cache->Find(Section(Impl(m)->CachePath(), "hang"), u"ModTime"), nullptr);
   m.Reset();
   // The next start believes the cache: no child process, no load, no wait.
   setenv("VANE_PROBE_HELPER", "/nonexistent/helper", 1);
@@ -478,8 +488,8 @@ TEST_F(ManagerTest, DamagedClassSectionsAreInitialisedAgainAndRepaired) {
     cachePath = Impl(m)->CachePath();
     EXPECT_EQ(m->GetReaderCount(), 3);
   }
-  const std::u16string alphaClass = ClassSection(u"alpha", FakeId(0xA1000000));
-  const std::u16string pairSecond = ClassSection(u"pair", FakeId(0x9F000001));
+  const std::u16string alphaClass = ClassSection(cachePath, "alpha", FakeId(0xA1000000));
+  const std::u16string pairSecond = ClassSection(cachePath, "pair", FakeId(0x9F000001));
   EditCache(cachePath, alphaClass, u"Access", nullptr);
   EditCache(cachePath, pairSecond, u"ModTime", u"1");
   {
@@ -498,7 +508,7 @@ TEST_F(ManagerTest, DamagedClassSectionsAreInitialisedAgainAndRepaired) {
   ASSERT_NE(cache->Find(alphaClass, u"Access"), nullptr);
   EXPECT_EQ(*cache->Find(alphaClass, u"Access"), u"48");
   ASSERT_NE(cache->Find(pairSecond, u"ModTime"), nullptr);
-  EXPECT_EQ(*cache->Find(pairSecond, u"ModTime"), *cache->Find(u"pair", u"ModTime"));
+  EXPECT_EQ(*cache->Find(pairSecond, u"ModTime"), *cache->Find(Section(cachePath, "pair"), u"ModTime"));
   ASSERT_NE(cache->Find(pairSecond, u"Reader"), nullptr);
   EXPECT_EQ(*cache->Find(pairSecond, u"Reader"), vane::platform::GuidToU16String(FakeReader(0x9F000001)));
   // The repaired cache holds: a third start reads it whole.
@@ -621,7 +631,7 @@ TEST_F(ManagerTest, MissingProbeHelperHidesNewModulesForThisStartOnly) {
     EXPECT_NE(Find(list, "alpha")->reason.find("no-such-helper"), std::string::npos) << Find(list, "alpha")->reason;
   }
   auto cache = vane::platform::LoadIniSnapshot(ToUtf8(cachePath));
-  EXPECT_TRUE(!cache || !cache->FindSection(u"alpha"));
+  EXPECT_EQ(Section(cachePath, "alpha"), u"(no section)");
   // With the helper back the module is probed and found.
   setenv("VANE_PROBE_HELPER", VANE_PROBE_HELPER_PATH, 1);
   auto m = Create();
@@ -728,7 +738,7 @@ TEST_F(ManagerTest, SixteenClassLimitDropsTheSeventeenthAndTheOrderHolds) {
     auto cache = vane::platform::LoadIniSnapshot(ToUtf8(Impl(m)->CachePath()));
     ASSERT_TRUE(cache);
     std::vector<std::u16string> classKeys;
-    for (const auto& k : cache->Keys(u"many"))
+    for (const auto& k : cache->Keys(Section(Impl(m)->CachePath(), "many")))
       if (!k.empty() && k.front() == u'{') classKeys.push_back(k);
     ASSERT_FALSE(classKeys.empty());
     EXPECT_EQ(classKeys.front(), vane::platform::GuidToU16String(FakeId(0xE6000000))) << start;
@@ -861,6 +871,34 @@ TEST_F(ManagerTest, TwoProcessesStartingTogetherLoseNoCacheSection) {
   // Every module was written: a start that cannot probe still finds them all.
   setenv("VANE_PROBE_HELPER", "/nonexistent/helper", 1);
   EXPECT_EQ(Create()->GetReaderCount(), 4);
+}
+
+}  // namespace
+
+namespace {
+
+TEST_F(ManagerTest, ModulesOfOneNameInTwoFoldersKeepTwoSections) {
+  Install({"beta"});
+  fs::create_directories(m_dir / "plugins2");
+  fs::copy_file(fs::path(VANE_TEST_PLUGIN_DIR) / "alpha.so", m_dir / "plugins2" / "beta.so");
+  std::ofstream(m_dir / "plugins2" / "other.Fio2007-Config") << "[FileIO Plug-Ins]\nbeta=beta.so\n";
+  setenv("VANE_PLUGIN_PATH", ((m_dir / "plugins").string() + ":" + (m_dir / "plugins2").string()).c_str(), 1);
+  std::u16string cachePath;
+  {
+    auto m = Create();
+    cachePath = Impl(m)->CachePath();
+    EXPECT_EQ(m->GetReaderCount(), 2);
+  }
+  auto text = [&] {
+    std::ifstream in(ToUtf8(cachePath));
+    return std::string(std::istreambuf_iterator<char>(in), {});
+  };
+  // Both come from the cache now, and the cache settles.
+  setenv("VANE_PROBE_HELPER", "/nonexistent/helper", 1);
+  EXPECT_EQ(Create()->GetReaderCount(), 2);
+  std::string settled = text();
+  EXPECT_EQ(Create()->GetReaderCount(), 2);
+  EXPECT_EQ(text(), settled);
 }
 
 }  // namespace
