@@ -16,6 +16,7 @@
 #include <ostream>
 
 #include "fileio/detail/module_loader.h"
+#include "fileio/detail/named_mutex.h"
 #include "fileio/team_guids.h"
 #include "kernel/message_box.h"
 #include "platform/file.h"
@@ -899,6 +900,56 @@ TEST_F(ManagerTest, ModulesOfOneNameInTwoFoldersKeepTwoSections) {
   std::string settled = text();
   EXPECT_EQ(Create()->GetReaderCount(), 2);
   EXPECT_EQ(text(), settled);
+}
+
+}  // namespace
+
+namespace {
+
+bool StartsWith(const std::string& s, const fs::path& folder) { return s.rfind(folder.string() + "/", 0) == 0; }
+
+TEST_F(ManagerTest, LockFileLivesInAPrivateFolderAndIsNeverFollowed) {
+  using vane::fileio::detail::NamedMutex;
+  fs::create_directories(m_dir / "tmp");
+  struct RestoreTmp {
+    std::string old;
+    bool had;
+    RestoreTmp() : old(std::getenv("TMPDIR") ? std::getenv("TMPDIR") : ""), had(std::getenv("TMPDIR")) {}
+    ~RestoreTmp() { had ? setenv("TMPDIR", old.c_str(), 1) : unsetenv("TMPDIR"); }
+  } restore;
+  setenv("TMPDIR", (m_dir / "tmp").c_str(), 1);
+  unsetenv("XDG_RUNTIME_DIR");
+  {
+    // No runtime folder: a private one under the cache home, never the shared temp folder.
+    NamedMutex mutex("Local_lock test one");
+    EXPECT_TRUE(StartsWith(mutex.LockPath(), m_dir / "cache" / "vane-locks")) << mutex.LockPath();
+    mutex.Lock();
+    mutex.Unlock();
+    EXPECT_EQ(fs::status(m_dir / "cache" / "vane-locks").permissions() & fs::perms::all, fs::perms::owner_all);
+    Install({"alpha"});
+    EXPECT_EQ(Create()->GetReaderCount(), 1);
+    EXPECT_TRUE(fs::is_empty(m_dir / "tmp"));
+  }
+  {
+    // A runtime folder others may write is not used.
+    fs::create_directories(m_dir / "shared");
+    fs::permissions(m_dir / "shared", fs::perms::all);
+    setenv("XDG_RUNTIME_DIR", (m_dir / "shared").c_str(), 1);
+    NamedMutex mutex("Local_lock test two");
+    EXPECT_FALSE(StartsWith(mutex.LockPath(), m_dir / "shared")) << mutex.LockPath();
+  }
+  {
+    // A link put where the lock file goes is not followed.
+    fs::create_directories(m_dir / "run");
+    fs::permissions(m_dir / "run", fs::perms::owner_all);
+    setenv("XDG_RUNTIME_DIR", (m_dir / "run").c_str(), 1);
+    NamedMutex mutex("Local_lock test three");
+    ASSERT_TRUE(StartsWith(mutex.LockPath(), m_dir / "run")) << mutex.LockPath();
+    fs::create_symlink(m_dir / "target", mutex.LockPath());
+    mutex.Lock();
+    mutex.Unlock();
+    EXPECT_FALSE(fs::exists(m_dir / "target"));
+  }
 }
 
 }  // namespace
