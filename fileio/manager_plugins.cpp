@@ -183,10 +183,15 @@ void PluginList::ReleaseAll() {
   entries.clear();
 }
 
-HRESULT CZoFileIOManager::FindCandidates(void* list, DWORD flags, BOOL* allCached) {
-  if (list) return E_NOTIMPL;  // only the manager's own list
-  detail::NamedMutexHold hold(m_mutex.get());
+PluginList* CZoFileIOManager::ListOrOwn(void* list) {
+  if (list) return static_cast<PluginList*>(list);
   if (!m_list) m_list = std::make_unique<PluginList>();
+  return m_list.get();
+}
+
+HRESULT CZoFileIOManager::FindCandidates(void* list, DWORD flags, BOOL* allCached) {
+  detail::NamedMutexHold hold(m_mutex.get());
+  PluginList* target = ListOrOwn(list);
   for (const std::string& folder : ConfigFolders()) {
     for (const std::string& config : ConfigFilesIn(folder)) {
       auto ini = vane::platform::LoadIniSnapshot(config);
@@ -210,7 +215,7 @@ HRESULT CZoFileIOManager::FindCandidates(void* list, DWORD flags, BOOL* allCache
                                    [&](const std::u16string& s) { return SameText(s, fileName); });
         if (skipped) continue;
         std::vector<tZOFIOPLUGINENTRY*> added;
-        AddCandidatesTo(m_list.get(), {path}, &added);
+        AddCandidatesTo(target, {path}, &added);
         for (tZOFIOPLUGINENTRY* e : added) {
           const std::u16string* surrogate = ini->Find(key, u"Surrogate");
           e->Surrogate = surrogate ? LONG(std::strtol(ToUtf8(*surrogate).c_str(), nullptr, 10)) : -1;
@@ -226,31 +231,29 @@ HRESULT CZoFileIOManager::FindCandidates(void* list, DWORD flags, BOOL* allCache
       }
     }
   }
-  return LoadPluginList(nullptr, flags, allCached);
+  return LoadPluginList(target, flags, allCached);
 }
 
 HRESULT CZoFileIOManager::AddCandidates(void* list, const WCHAR* const* names, LONG count, DWORD flags,
                                         BOOL* allCached) {
-  if (list) return E_NOTIMPL;
   if (count > 0 && !names) return E_INVALIDARG;
   detail::NamedMutexHold hold(m_mutex.get());
-  if (!m_list) m_list = std::make_unique<PluginList>();
+  PluginList* target = ListOrOwn(list);
   std::vector<std::u16string> paths;
   for (LONG i = 0; i < count; ++i)
     if (names[i]) paths.emplace_back(names[i]);
-  AddCandidatesTo(m_list.get(), paths, nullptr);
-  return LoadPluginList(nullptr, flags, allCached);
+  AddCandidatesTo(target, paths, nullptr);
+  return LoadPluginList(target, flags, allCached);
 }
 
 HRESULT CZoFileIOManager::LoadPluginList(void* list, DWORD flags, BOOL* allCached) {
-  if (list) return E_NOTIMPL;
-  if (!m_list) m_list = std::make_unique<PluginList>();
+  PluginList* target = ListOrOwn(list);
   // Only modules added since the last call are read from the cache or
   // probed: the others already stand in the list with their classes.
   std::vector<tZOFIOPLUGINENTRY*> fresh;
   {
-    std::lock_guard<std::recursive_mutex> hold(m_list->lock);
-    for (auto& e : m_list->entries) {
+    std::lock_guard<std::recursive_mutex> hold(target->lock);
+    for (auto& e : target->entries) {
       if (!(e->state & kEntryPrimary) || !(e->state & kEntryNew)) continue;
       e->state &= ~kEntryNew;
       fresh.push_back(e.get());
@@ -259,21 +262,22 @@ HRESULT CZoFileIOManager::LoadPluginList(void* list, DWORD flags, BOOL* allCache
   bool all = true;
   bool cacheSkipped = (flags & (kCreateRebuild | kCreateNoCache)) != 0;
   if (cacheSkipped) all = fresh.empty();
-  else ReadCache(fresh, &all);
+  else ReadCache(target, fresh, &all);
   if (!all) {
     for (tZOFIOPLUGINENTRY* e : fresh)
-      if (cacheSkipped || (e->state & kEntryMustProbe)) ApplyProbe(e);
+      if (cacheSkipped || (e->state & kEntryMustProbe)) ApplyProbe(target, e);
   }
   if (allCached) *allCached = all ? TRUE : FALSE;
   return S_OK;
 }
 
-HRESULT CZoFileIOManager::ReadCache(const std::vector<tZOFIOPLUGINENTRY*>& fresh, bool* allCached) {
+HRESULT CZoFileIOManager::ReadCache(PluginList* list, const std::vector<tZOFIOPLUGINENTRY*>& fresh,
+                                    bool* allCached) {
   *allCached = true;
   if (fresh.empty()) return S_OK;
   ResolveFolders();
   auto ini = vane::platform::LoadIniSnapshot(ToUtf8(m_cachePath));
-  std::lock_guard<std::recursive_mutex> hold(m_list->lock);
+  std::lock_guard<std::recursive_mutex> hold(list->lock);
   for (tZOFIOPLUGINENTRY* e : fresh) {
     if (e->state & kEntryHidden) {  // no loadable image: nothing to read or probe
       *allCached = false;
@@ -319,7 +323,7 @@ HRESULT CZoFileIOManager::ReadCache(const std::vector<tZOFIOPLUGINENTRY*>& fresh
     tZOFIOPLUGINENTRY* previous = e;
     for (LONG i = 0; i < n; ++i) {
       tZOFIOPLUGINENTRY* t = e;
-      if (i > 0) t = m_list->InsertAfter(previous, SiblingOf(*e));
+      if (i > 0) t = list->InsertAfter(previous, SiblingOf(*e));
       previous = t;
       t->classId = guids[i];
       if (tables::IsHiddenClass(t->classId)) {
@@ -384,7 +388,7 @@ HRESULT CZoFileIOManager::ReadCache(const std::vector<tZOFIOPLUGINENTRY*>& fresh
   return S_OK;
 }
 
-void CZoFileIOManager::ApplyProbe(tZOFIOPLUGINENTRY* e) {
+void CZoFileIOManager::ApplyProbe(PluginList* list, tZOFIOPLUGINENTRY* e) {
   e->state &= ~kEntryMustProbe;
   if (e->state & kEntryHidden) {  // no loadable image
     e->state |= kEntryDirty;
@@ -408,12 +412,12 @@ void CZoFileIOManager::ApplyProbe(tZOFIOPLUGINENTRY* e) {
   if (r.classes.empty()) e->problem = "it names no class";
   // A module that names no class stays hidden.
   e->state |= kEntryHidden | kEntryDirty;
-  std::lock_guard<std::recursive_mutex> hold(m_list->lock);
+  std::lock_guard<std::recursive_mutex> hold(list->lock);
   tZOFIOPLUGINENTRY* previous = e;
   for (size_t i = 0; i < r.classes.size(); ++i) {
     const detail::ProbedClass& c = r.classes[i];
     tZOFIOPLUGINENTRY* t = e;
-    if (i > 0) t = m_list->InsertAfter(previous, SiblingOf(*e));
+    if (i > 0) t = list->InsertAfter(previous, SiblingOf(*e));
     previous = t;
     t->classId = c.classId;
     t->DialogName = c.name;
@@ -463,8 +467,27 @@ void CZoFileIOManager::ApplyProbe(tZOFIOPLUGINENTRY* e) {
 }
 
 HRESULT CZoFileIOManager::AttachPluginList(void* list, DWORD filterFlags, const GUID* guids, DWORD count) {
-  if (list) return E_NOTIMPL;
   if (!m_list) m_list = std::make_unique<PluginList>();
+  if (list && list != m_list.get()) {
+    // A list made by ZoFio_SetPluginCandidateDLLs: its entries move into
+    // the manager's list (those of a module already there are dropped), so
+    // the host's list is left empty and may still be freed.
+    auto* given = static_cast<PluginList*>(list);
+    PluginList dropped;
+    {
+      std::scoped_lock hold(given->lock, m_list->lock);
+      bool dropping = false;  // a module's further classes follow its first
+      for (auto& e : given->entries) {
+        if (e->state & kEntryPrimary)
+          dropping = std::any_of(m_list->entries.begin(), m_list->entries.end(), [&](const auto& o) {
+            return (o->state & kEntryPrimary) && SameText(o->path, e->path);
+          });
+        (dropping ? dropped : *m_list).entries.push_back(std::move(e));
+      }
+      given->entries.clear();
+    }
+    dropped.ReleaseAll();
+  }
   if (m_readerEnum) m_readerEnum->Release();
   if (m_rendererEnum) m_rendererEnum->Release();
   if (m_pluginEnum) m_pluginEnum->Release();

@@ -953,3 +953,34 @@ TEST_F(ManagerTest, LockFileLivesInAPrivateFolderAndIsNeverFollowed) {
 }
 
 }  // namespace
+
+namespace {
+
+TEST_F(ManagerTest, CandidateListFromTheHelperCanBeGivenToAManager) {
+  Install({"alpha", "pair", "beta"});
+  std::string plugins = (m_dir / "plugins").string();
+  void* list = nullptr;
+  ASSERT_EQ(ZoFio_SetPluginCandidateDLLs(&list, {FromUtf8(plugins + "/alpha.so"), FromUtf8(plugins + "/pair.so")}),
+            S_OK);
+  auto m = Create(vane::fileio::kCreateNoDiscovery);
+  ASSERT_EQ(m->GetReaderCount(), 0);
+  BOOL allCached = TRUE;
+  ASSERT_EQ(m->LoadPluginList(list, 0, &allCached), S_OK);
+  EXPECT_FALSE(allCached);  // probed
+  const std::u16string beta = FromUtf8(plugins + "/beta.so");
+  const WCHAR* more[] = {beta.c_str()};
+  ASSERT_EQ(m->AddCandidates(list, more, 1, 0, &allCached), S_OK);
+  ASSERT_EQ(m->AttachPluginList(list, 0, nullptr, 0), S_OK);
+  EXPECT_EQ(m->GetReaderCount(), 4);
+  EXPECT_EQ(Probe(m.Get(), File("x.par", "PAIR")).first, S_OK);
+  ZoFio_FreePluginCandidateList(list);  // left empty by the manager
+  // A second list naming a module the manager has already adds only the new one.
+  list = nullptr;
+  ASSERT_EQ(ZoFio_SetPluginCandidateDLLs(&list, {FromUtf8(plugins + "/alpha.so")}), S_OK);
+  ASSERT_EQ(m->LoadPluginList(list, 0, &allCached), S_OK);
+  ASSERT_EQ(m->AttachPluginList(list, 0, nullptr, 0), S_OK);
+  EXPECT_EQ(m->GetReaderCount(), 4);
+  ZoFio_FreePluginCandidateList(list);
+}
+
+}  // namespace
