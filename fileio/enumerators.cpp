@@ -178,14 +178,18 @@ HRESULT CZoFIOPluginEnum::Fill(const tZOFIOPLUGINENTRY& e, ZOFIO_PLUGININFO* rec
   size_t n = std::min<size_t>(e.path.size(), MAX_PATH - 1);
   std::memcpy(full.modulePath, e.path.data(), n * sizeof(WCHAR));
   std::memcpy(record, &full, size);
-  return S_OK;
+  // A longer module path does not fit the record: the record is filled as
+  // far as it goes and the status says it was cut.
+  return n < e.path.size() && size > offsetof(ZOFIO_PLUGININFO, modulePath) ? ZOERR_BUFFER_TOO_SMALL : S_OK;
 }
 
 HRESULT CZoFIOPluginEnum::Next(ULONG count, ZOFIO_PLUGININFO* records, ULONG* fetched) {
   if (!records) return E_POINTER;
   ULONG got = 0;
   while (got < count && m_cursor < m_entries.size()) {
-    VANE_RETURN_IF_FAILED(Fill(*m_entries[m_cursor], &records[got]));
+    // A module path cut to the record's size still fills the record.
+    HRESULT hr = Fill(*m_entries[m_cursor], &records[got]);
+    if (FAILED(hr) && hr != ZOERR_BUFFER_TOO_SMALL) return hr;
     ++m_cursor;
     ++got;
   }

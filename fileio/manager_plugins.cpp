@@ -58,7 +58,9 @@ std::unique_ptr<tZOFIOPLUGINENTRY> MakeCandidate(std::u16string path) {
   if (modTime == 0) return nullptr;
   auto e = std::make_unique<tZOFIOPLUGINENTRY>();
   e->LangID = kDefaultLcid;
-  e->path = path.substr(0, MAX_PATH - 1);
+  // Kept whole: only the plug-in information record is limited to MAX_PATH,
+  // and it says so with its status.
+  e->path = std::move(path);
   e->name = FileNameOf(e->path);
   e->ModTime = modTime;
   e->state = (e->state | kEntryPrimary | kEntryNew) & ~(kEntryHidden | kEntry64Bit);
@@ -287,10 +289,9 @@ HRESULT CZoFileIOManager::ReadCache(PluginList* list, const std::vector<tZOFIOPL
     }
     const std::u16string stem = e->CacheSection();
     CZoProfile module = ProfileAt(m_cachePath, stem);
-    WCHAR path[MAX_PATH] = {};
-    bool havePath = ini && module.GetString(u"Path", u"", path, MAX_PATH);
+    const std::u16string* path = ini ? ini->Find(stem, u"Path") : nullptr;
     DWORD modTime = ini ? DWORD(module.GetInt(u"ModTime", 0)) : 0;
-    if (!ini || !havePath || modTime != e->ModTime || !SameText(path, e->path)) {
+    if (!path || modTime != e->ModTime || !SameText(*path, e->path)) {
       e->state |= kEntryMustProbe;
       *allCached = false;
       continue;

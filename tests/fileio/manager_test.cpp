@@ -292,7 +292,15 @@ TEST_F(ManagerTest, MonikerIsCutForTheProbeAndHandedWholeToTheReader) {
   WCHAR got[600] = {};
   ASSERT_EQ(f->GetFileName(got, 600), S_OK);
   EXPECT_EQ(std::u16string(got), name);
-  std::u16string tooLong = u"/" + std::u16string(530, u'a');
+  // A file whose own name holds the "?" is opened by it.
+  std::u16string literal = File("odd.dat?x=1", "ALPH");
+  ASSERT_EQ(m->OpenReadFile(literal.c_str(), f.ReleaseAndGetAddressOf(), 0), S_OK);
+  // Long names are taken up to the platform's limit: this one is simply not there.
+  std::u16string deep = FromUtf8(m_dir.path().string());
+  for (int i = 0; i < 3; ++i) deep += u"/" + std::u16string(200, char16_t(u'a' + i));
+  EXPECT_EQ(m->OpenReadFile((deep + u".alp").c_str(), f.ReleaseAndGetAddressOf(), 0),
+            HRESULT_FROM_WIN32(ERROR_PATH_NOT_FOUND));
+  std::u16string tooLong = u"/" + std::u16string(5000, u'a');
   EXPECT_EQ(m->OpenReadFile(tooLong.c_str(), f.ReleaseAndGetAddressOf(), 0), ZOERR_BUFFER_TOO_SMALL);
 }
 
@@ -981,6 +989,36 @@ TEST_F(ManagerTest, CandidateListFromTheHelperCanBeGivenToAManager) {
   ASSERT_EQ(m->AttachPluginList(list, 0, nullptr, 0), S_OK);
   EXPECT_EQ(m->GetReaderCount(), 4);
   ZoFio_FreePluginCandidateList(list);
+}
+
+}  // namespace
+
+namespace {
+
+TEST_F(ManagerTest, ModulePathLongerThanTheRecordIsKeptAndSaidSo) {
+  fs::path deep = m_dir / "plugins";
+  std::string rel;
+  for (int i = 0; i < 2; ++i) {
+    std::string part(150, char('k' + i));
+    deep /= part;
+    rel += part + "/";
+  }
+  fs::create_directories(deep);
+  fs::copy_file(fs::path(VANE_TEST_PLUGIN_DIR) / "alpha.so", deep / "alpha.so");
+  std::ofstream(m_dir / "plugins" / "deep.Fio2007-Config") << "[FileIO Plug-Ins]\nalpha=" << rel << "alpha.so\n";
+  ASSERT_GT(FromUtf8((deep / "alpha.so").string()).size(), 259u);
+  EXPECT_EQ(Create()->GetReaderCount(), 1);
+  setenv("VANE_PROBE_HELPER", "/nonexistent/helper", 1);  // the cache holds it whole
+  auto m = Create();
+  EXPECT_EQ(m->GetReaderCount(), 1);
+  ZOFIO_PLUGININFO info{};
+  info.cbSize = sizeof info;
+  EXPECT_EQ(m->GetPluginInfo(FakeId(0xA1000000), &info), ZOERR_BUFFER_TOO_SMALL);
+  EXPECT_EQ(std::u16string(info.modulePath), FromUtf8((deep / "alpha.so").string()).substr(0, 259));
+  auto list = vane::fileio::DescribePlugins(m.Get());
+  ASSERT_EQ(list.size(), 1u);
+  EXPECT_EQ(list[0].module, FromUtf8((deep / "alpha.so").string()));
+  EXPECT_NE(list[0].reason.find("259"), std::string::npos);
 }
 
 }  // namespace
