@@ -287,9 +287,9 @@ HRESULT CZoFileIOManager::ReadCache(PluginList* list, const std::vector<tZOFIOPL
       e->problem = "not a loadable module";
       continue;
     }
-    const std::u16string stem = e->CacheSection();
-    CZoProfile module = ProfileAt(m_cachePath, stem);
-    const std::u16string* path = ini ? ini->Find(stem, u"Path") : nullptr;
+    const std::u16string section = e->CacheSection();
+    CZoProfile module = ProfileAt(m_cachePath, section);
+    const std::u16string* path = ini ? ini->Find(section, u"Path") : nullptr;
     DWORD modTime = ini ? DWORD(module.GetInt(u"ModTime", 0)) : 0;
     if (!path || modTime != e->ModTime || !SameText(*path, e->path)) {
       e->state |= kEntryMustProbe;
@@ -701,27 +701,27 @@ HRESULT CZoFileIOManager::WriteCache(DWORD flags) {
       if (e.state & kEntryNotCached) continue;
       if (!(e.state & kEntryDirty) && !(flags & 1)) continue;
       changed = true;
-      const std::u16string stem = e.CacheSection();
+      const std::u16string section = e.CacheSection();
       if (e.state & kEntryPrimary) {
-        f.DeleteSection(stem);
-        f.Set(stem, u"Path", e.path);
-        f.Set(stem, u"ModTime", num(e.ModTime));
-        if (e.BetaBuild) f.Set(stem, u"BetaBuild", num(e.BetaBuild));
-        f.Set(stem, u"Surrogate", num(DWORD(e.Surrogate)));
+        f.DeleteSection(section);
+        f.Set(section, u"Path", e.path);
+        f.Set(section, u"ModTime", num(e.ModTime));
+        if (e.BetaBuild) f.Set(section, u"BetaBuild", num(e.BetaBuild));
+        f.Set(section, u"Surrogate", num(DWORD(e.Surrogate)));
         if (e.MeritValue) {
-          f.Set(stem, u"MeritValue", num(e.MeritValue));
-          f.Set(stem, u"MeritReader", GuidText(e.MeritReader));
+          f.Set(section, u"MeritValue", num(e.MeritValue));
+          f.Set(section, u"MeritReader", GuidText(e.MeritReader));
         }
         // Clearing the section dropped the class keys of the module's other
         // entries too; put them back in class order, this entry's first, so
         // the first 16 read back are always the same ones.
-        if (visible(e)) f.Set(stem, GuidText(e.classId), e.DialogName);
+        if (visible(e)) f.Set(section, GuidText(e.classId), e.DialogName);
         for (size_t j = i + 1; j < entries.size() && !(entries[j]->state & kEntryPrimary); ++j)
-          if (visible(*entries[j])) f.Set(stem, GuidText(entries[j]->classId), entries[j]->DialogName);
+          if (visible(*entries[j])) f.Set(section, GuidText(entries[j]->classId), entries[j]->DialogName);
       }
       if (visible(e)) {
-        f.Set(stem, GuidText(e.classId), e.DialogName);
-        const std::u16string sub = stem + u"." + GuidText(e.classId);
+        f.Set(section, GuidText(e.classId), e.DialogName);
+        const std::u16string sub = section + u"." + GuidText(e.classId);
         f.DeleteSection(sub);
         f.Set(sub, u"Access", num(e.Access));
         f.Set(sub, u"Flags", num(e.Flags));
