@@ -525,8 +525,9 @@ std::vector<PluginDescription> CZoFileIOManager::Describe() {
       std::snprintf(text, sizeof text, "making the class failed with 0x%08X", unsigned(failure));
       d.reason = text;
     } else if (e.path.size() >= MAX_PATH) {
-      d.reason = "its module path is longer than the 259 characters the plug-in information record carries: "
-                 "GetPluginInfo gives it cut, with 0x8004E03C";
+      d.reason =
+          "its module path is longer than the 259 characters the plug-in information record carries: "
+          "GetPluginInfo gives it cut, with 0x8004E03C";
     }
     out.push_back(std::move(d));
   }

@@ -263,8 +263,10 @@ HRESULT CZoFileIOManager::LoadPluginList(void* list, DWORD flags, BOOL* allCache
   }
   bool all = true;
   bool cacheSkipped = (flags & (kCreateRebuild | kCreateNoCache)) != 0;
-  if (cacheSkipped) all = fresh.empty();
-  else ReadCache(target, fresh, &all);
+  if (cacheSkipped)
+    all = fresh.empty();
+  else
+    ReadCache(target, fresh, &all);
   if (!all) {
     for (tZOFIOPLUGINENTRY* e : fresh)
       if (cacheSkipped || (e->state & kEntryMustProbe)) ApplyProbe(target, e);
@@ -273,8 +275,7 @@ HRESULT CZoFileIOManager::LoadPluginList(void* list, DWORD flags, BOOL* allCache
   return S_OK;
 }
 
-HRESULT CZoFileIOManager::ReadCache(PluginList* list, const std::vector<tZOFIOPLUGINENTRY*>& fresh,
-                                    bool* allCached) {
+HRESULT CZoFileIOManager::ReadCache(PluginList* list, const std::vector<tZOFIOPLUGINENTRY*>& fresh, bool* allCached) {
   *allCached = true;
   if (fresh.empty()) return S_OK;
   ResolveFolders();
@@ -313,8 +314,8 @@ HRESULT CZoFileIOManager::ReadCache(PluginList* list, const std::vector<tZOFIOPL
     for (LONG i = 0; i < n && !coreMissing; ++i) {
       if (tables::IsHiddenClass(guids[i])) continue;
       CZoProfile sub(module, GuidText(guids[i]));
-      coreMissing = sub.GetInt(u"Access", -1) == -1 || sub.GetInt(u"Flags", -1) == -1 ||
-                    sub.GetInt(u"StreamType", -1) == -1;
+      coreMissing =
+          sub.GetInt(u"Access", -1) == -1 || sub.GetInt(u"Flags", -1) == -1 || sub.GetInt(u"StreamType", -1) == -1;
     }
     if (coreMissing) {
       e->state |= kEntryMustProbe;
@@ -463,7 +464,8 @@ void CZoFileIOManager::ApplyProbe(PluginList* list, tZOFIOPLUGINENTRY* e) {
     }
     t->hasDialogName = described;
     if (tables::IsHiddenClass(t->classId)) t->state |= kEntryHidden | kEntryHiddenByList;
-    else if (!described) t->initFlags |= kInitAtStart;  // initialised once now, which fills its name and extensions
+    else if (!described)
+      t->initFlags |= kInitAtStart;  // initialised once now, which fills its name and extensions
   }
 }
 

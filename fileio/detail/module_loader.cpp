@@ -120,8 +120,9 @@ std::string HelperPath(std::string* problem) {
   }
   for (const auto& c : candidates)
     if (::access(c.c_str(), X_OK) == 0) return c;
-  *problem = "the probe helper vane-probe was not found beside the kernel library, in ../bin or ../lib, or beside "
-             "the program (VANE_PROBE_HELPER names it)";
+  *problem =
+      "the probe helper vane-probe was not found beside the kernel library, in ../bin or ../lib, or beside "
+      "the program (VANE_PROBE_HELPER names it)";
   return {};
 }
 
@@ -196,10 +197,14 @@ ProbeResult RunHelper(const std::string& helper, const tZOFIOPLUGINENTRY& e) {
   bool reaped = false;
   while (!timedOut && !reaped) {
     pid_t w = ::waitpid(pid, &wstatus, WNOHANG);
-    if (w == pid) reaped = true;
-    else if (w < 0 && errno != EINTR) break;
-    else if (std::chrono::steady_clock::now() >= deadline) timedOut = true;
-    else ::usleep(1000);
+    if (w == pid)
+      reaped = true;
+    else if (w < 0 && errno != EINTR)
+      break;
+    else if (std::chrono::steady_clock::now() >= deadline)
+      timedOut = true;
+    else
+      ::usleep(1000);
   }
   if (!reaped) {
     ::kill(pid, SIGKILL);
@@ -312,11 +317,9 @@ void DescribeClass(PFN_DllGetClassObject entry, IZoFileIOManager* manager, Probe
     if (SUCCEEDED(factory->CreateInstance(nullptr, IID_IZoReadFileClass, reinterpret_cast<void**>(&cls))) && cls) {
       bool ok = SUCCEEDED(cls->SetIOManager(manager)) && SUCCEEDED(cls->GetTypeID(&c->reader));
       if (ok) {
-        auto texts = AskTexts(
-            [](void* o, const DWORD* ids, LONG n, BSTR* t) {
-              return static_cast<IZoReadFileClass*>(o)->GetInfoText(ids, n, t);
-            },
-            cls, {ZOFIO_INFOTEXT_EXTENSIONS, ZOFIO_INFOTEXT_NAME, ZOFIO_INFOTEXT_DEFAULT_EXT}, &ok);
+        auto texts = AskTexts([](void* o, const DWORD* ids, LONG n,
+                                 BSTR* t) { return static_cast<IZoReadFileClass*>(o)->GetInfoText(ids, n, t); },
+                              cls, {ZOFIO_INFOTEXT_EXTENSIONS, ZOFIO_INFOTEXT_NAME, ZOFIO_INFOTEXT_DEFAULT_EXT}, &ok);
         c->readerExt = texts[0];
         c->readerName = texts[1];
       }
@@ -330,11 +333,9 @@ void DescribeClass(PFN_DllGetClassObject entry, IZoFileIOManager* manager, Probe
     if (SUCCEEDED(factory->CreateInstance(nullptr, IID_IZoRenderFileClass, reinterpret_cast<void**>(&cls))) && cls) {
       bool ok = SUCCEEDED(cls->SetIOManager(manager)) && SUCCEEDED(cls->GetTypeID(&c->renderer));
       if (ok) {
-        auto texts = AskTexts(
-            [](void* o, const DWORD* ids, LONG n, BSTR* t) {
-              return static_cast<IZoRenderFileClass*>(o)->GetInfoText(ids, n, t);
-            },
-            cls, {ZOFIO_INFOTEXT_DEFAULT_EXT, ZOFIO_INFOTEXT_NAME}, &ok);
+        auto texts = AskTexts([](void* o, const DWORD* ids, LONG n,
+                                 BSTR* t) { return static_cast<IZoRenderFileClass*>(o)->GetInfoText(ids, n, t); },
+                              cls, {ZOFIO_INFOTEXT_DEFAULT_EXT, ZOFIO_INFOTEXT_NAME}, &ok);
         c->rendererExt = texts[0];
         c->rendererName = texts[1];
       }

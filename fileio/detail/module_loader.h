@@ -57,7 +57,7 @@ struct ProbeResult {
   // The probe could not run at all (no helper, no pipe, no process): the
   // module is neither loaded nor judged at this start.
   bool notRun = false;
-  std::string problem;      // why the module is unusable, for the user
+  std::string problem;  // why the module is unusable, for the user
   std::vector<ProbedClass> classes;
 };
 

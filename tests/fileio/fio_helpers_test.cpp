@@ -105,8 +105,7 @@ TEST(ProbeReport, RoundTripsAndRejectsDamagedReports) {
   EXPECT_EQ(back.classes[1].rendererExt, u"");
   // Class facts need a class line before them, and known keys.
   EXPECT_FALSE(ParseProbeReport("status 0\nreader {00000007-0002-0003-0405-060708090A0B}\nend\n", &back));
-  EXPECT_FALSE(ParseProbeReport(FormatProbeReport(r).insert(FormatProbeReport(r).size() - 4, "readerjunk x\n"),
-                                &back));
+  EXPECT_FALSE(ParseProbeReport(FormatProbeReport(r).insert(FormatProbeReport(r).size() - 4, "readerjunk x\n"), &back));
   // A child that died before "end" said nothing usable.
   for (size_t cut : {size_t(0), text.size() / 2, text.size() - 4})
     EXPECT_FALSE(ParseProbeReport(text.substr(0, cut), &back)) << cut;

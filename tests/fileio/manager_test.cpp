@@ -1,19 +1,19 @@
 // SPDX-License-Identifier: MIT
 #include "fileio/manager.h"
 
-#include <gtest/gtest.h>
 #include <dlfcn.h>
+#include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <utime.h>
 
-#include <cstdlib>
 #include <chrono>
+#include <cstdlib>
 #include <filesystem>
-#include <future>
-#include <thread>
 #include <fstream>
+#include <future>
 #include <ostream>
+#include <thread>
 
 #include "fileio/detail/module_loader.h"
 #include "fileio/detail/named_mutex.h"
@@ -95,8 +95,10 @@ class ManagerTest : public ::testing::Test {
                         const char16_t* value) {
     ASSERT_EQ(vane::platform::UpdateIniFile(ToUtf8(cachePath),
                                             [&](vane::platform::IniFile& f) {
-                                              if (value) f.Set(section, key, value);
-                                              else f.DeleteKey(section, key);
+                                              if (value)
+                                                f.Set(section, key, value);
+                                              else
+                                                f.DeleteKey(section, key);
                                               return true;
                                             }),
               0u);

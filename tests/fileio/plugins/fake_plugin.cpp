@@ -22,13 +22,14 @@
 //   FAKE_BAD_STATUS      GetStatus of the reader reports a problem with a text
 // Every module exports FakeCreated(): one letter per class object made, in
 // order ('R' reader, 'W' renderer).
+#include <unistd.h>
+
 #include <atomic>
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
 #include <mutex>
 #include <string>
-#include <unistd.h>
 
 #include "fileio/fio_interfaces.h"
 #include "fileio/team_guids.h"
@@ -304,7 +305,7 @@ struct ReadClass final : Ref<IZoReadFileClass> {
     manager = m;  // not held: the manager outlives its classes
 #ifdef FAKE_CALL_BACK
     if (m) {
-      const GUID alpha{0xA1001000u, 0x5A5A, 0x4000, {0x80, 0x00, 0x00, 0x00, 0x00, 0x00, 0xFA, 0x4E}};
+      const GUID alpha{0xA1001000u, 0x5A5A, 0x4000, { 0x80, 0x00, 0x00, 0x00, 0x00, 0x00, 0xFA, 0x4E }};
       IZoReadFileClass* other = nullptr;
       if (SUCCEEDED(m->GetReadClassByGuid(&other, alpha)) && other) other->Release();
     }
@@ -464,7 +465,8 @@ struct Factory final : Ref<IClassFactory> {
     IUnknown* obj = nullptr;
     if (kind == 0) obj = new Discovery();
 #ifdef FAKE_CREATE_FAILS
-    else if (iid == IID_IZoReadFileClass) return FAKE_CREATE_FAILS;
+    else if (iid == IID_IZoReadFileClass)
+      return FAKE_CREATE_FAILS;
 #endif
     else if (iid == IID_IZoReadFileClass) obj = new ReadClass(index);
 #ifdef FAKE_RENDERER
