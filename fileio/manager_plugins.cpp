@@ -478,7 +478,8 @@ HRESULT CZoFileIOManager::AttachPluginList(void* list, DWORD filterFlags, const 
     auto* given = static_cast<PluginList*>(list);
     PluginList dropped;
     {
-      std::scoped_lock hold(given->lock, m_list->lock);
+      std::lock_guard<std::recursive_mutex> holdGiven(given->lock);
+      std::lock_guard<std::recursive_mutex> holdOwn(m_list->lock);
       bool dropping = false;  // a module's further classes follow its first
       for (auto& e : given->entries) {
         if (e->state & kEntryPrimary)
