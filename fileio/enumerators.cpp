@@ -47,7 +47,7 @@ HRESULT CZoFileIOTypeEnum::Init(CZoFileIOManager* manager, DWORD filterFlags, co
   for (const auto& up : list->entries) {
     tZOFIOPLUGINENTRY* e = up.get();
     if (!e || (e->state & kEntryHidden)) continue;
-    DWORD& state = m_readers ? e->readerState : e->renderState;
+    std::atomic<DWORD>& state = m_readers ? e->readerState : e->renderState;
     bool loaded = m_readers ? e->readerClass != nullptr : e->renderClass != nullptr;
     if (!loaded) state = kClassFailed;  // until it is accepted below
     if (e->state & kEntryNotEnumerated) continue;
@@ -121,9 +121,19 @@ HRESULT CZoFileIOTypeEnum::Reset() {
   return S_OK;
 }
 
+CZoFileIOTypeEnum* CZoFileIOTypeEnum::Copy(bool keepPosition) const {
+  CZoFileIOTypeEnum* e = m_readers ? static_cast<CZoFileIOTypeEnum*>(new CZoReaderEnum())
+                                   : static_cast<CZoFileIOTypeEnum*>(new CZoRendererEnum());
+  e->m_manager = m_manager;
+  e->m_entries = m_entries;
+  e->m_cursor = keepPosition ? m_cursor : 0;
+  return e;
+}
+
 HRESULT CZoFileIOTypeEnum::Clone(IZoFileIOTypeEnum** out) {
-  if (out) *out = nullptr;
-  return E_NOTIMPL;
+  if (!out) return E_POINTER;
+  *out = Copy(true);
+  return S_OK;
 }
 
 CZoFIOPluginEnum::CZoFIOPluginEnum(PluginList* list) {
@@ -131,6 +141,12 @@ CZoFIOPluginEnum::CZoFIOPluginEnum(PluginList* list) {
   std::lock_guard<std::recursive_mutex> hold(list->lock);
   for (const auto& e : list->entries)
     if (e && e->classId != GUID_NULL && !(e->state & kEntryHidden)) m_entries.push_back(e.get());
+}
+
+CZoFIOPluginEnum* CZoFIOPluginEnum::Copy() const {
+  auto* e = new CZoFIOPluginEnum();
+  e->m_entries = m_entries;
+  return e;
 }
 
 HRESULT CZoFIOPluginEnum::QueryInterface(REFIID riid, void** object) {
@@ -162,14 +178,18 @@ HRESULT CZoFIOPluginEnum::Fill(const tZOFIOPLUGINENTRY& e, ZOFIO_PLUGININFO* rec
   size_t n = std::min<size_t>(e.path.size(), MAX_PATH - 1);
   std::memcpy(full.modulePath, e.path.data(), n * sizeof(WCHAR));
   std::memcpy(record, &full, size);
-  return S_OK;
+  // A longer module path does not fit the record: the record is filled as
+  // far as it goes and the status says it was cut.
+  return n < e.path.size() && size > offsetof(ZOFIO_PLUGININFO, modulePath) ? ZOERR_BUFFER_TOO_SMALL : S_OK;
 }
 
 HRESULT CZoFIOPluginEnum::Next(ULONG count, ZOFIO_PLUGININFO* records, ULONG* fetched) {
   if (!records) return E_POINTER;
   ULONG got = 0;
   while (got < count && m_cursor < m_entries.size()) {
-    VANE_RETURN_IF_FAILED(Fill(*m_entries[m_cursor], &records[got]));
+    // A module path cut to the record's size still fills the record.
+    HRESULT hr = Fill(*m_entries[m_cursor], &records[got]);
+    if (FAILED(hr) && hr != ZOERR_BUFFER_TOO_SMALL) return hr;
     ++m_cursor;
     ++got;
   }

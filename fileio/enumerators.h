@@ -2,8 +2,9 @@
 // CZoFileIOTypeEnum (with CZoReaderEnum and CZoRendererEnum): the sorted
 // classes of one kind; CZoFIOPluginEnum: a cursor over the plug-in list that
 // fills the 592-byte information record. Each is owned by its manager and
-// holds plain pointers into the manager's list; the cursor is not
-// thread-safe, the entry list is fixed after Init.
+// holds plain pointers into the manager's list. The manager hands each
+// caller its own copy, so a cursor belongs to one caller; the entry list is
+// fixed after Init.
 #pragma once
 
 #include <atomic>
@@ -32,6 +33,9 @@ class CZoFileIOTypeEnum : public IZoFileIOTypeEnum {
   // duplicates, sorts by rank and GUID and hands out type indexes.
   HRESULT Init(CZoFileIOManager* manager, DWORD filterFlags, const GUID* guids, DWORD count, PluginList* list);
   const std::vector<tZOFIOPLUGINENTRY*>& entries() const { return m_entries; }
+  // A new enumerator over the same sorted entries with its own cursor, at
+  // this one's position or at the start.
+  CZoFileIOTypeEnum* Copy(bool keepPosition) const;
 
  protected:
   explicit CZoFileIOTypeEnum(bool readers) : m_readers(readers) {}
@@ -65,12 +69,15 @@ class CZoFIOPluginEnum final : public IZoFIOPluginEnum {
   HRESULT Skip(ULONG count) override;
   HRESULT Reset() override;
   HRESULT Clone(IZoFIOPluginEnum**) override { return E_UNEXPECTED; }
+  // A new enumerator over the same entries with its own cursor at the start.
+  CZoFIOPluginEnum* Copy() const;
   HRESULT GetPluginInfo(REFGUID classId, ZOFIO_PLUGININFO* record) override;
   HRESULT Slot8() override { return E_NOTIMPL; }
   HRESULT Slot9() override { return E_UNEXPECTED; }
   LONG Count() const { return LONG(m_entries.size()); }
 
  private:
+  CZoFIOPluginEnum() = default;
   ~CZoFIOPluginEnum() = default;
   static HRESULT Fill(const tZOFIOPLUGINENTRY& e, ZOFIO_PLUGININFO* record);
 

@@ -12,6 +12,7 @@
 #include "fileio/stream_format_v1.h"
 #include "fileio/zofileio.h"
 #include "kernel/kernel_strings.h"
+#include "kernel/message_box.h"
 #include "platform/wtext.h"
 
 namespace {
@@ -60,11 +61,12 @@ BOOL Accessible(Class* cls) {
   WCHAR* text = nullptr;
   HRESULT hr = cls->GetStatus(&status, &text);
   if (text) SysFreeString(text);
-  return SUCCEEDED(hr) && status >= 0;
+  // A class without a status to tell is taken as accessible.
+  return hr == E_NOTIMPL || (SUCCEEDED(hr) && status >= 0);
 }
 
 template <typename Class>
-HRESULT Disclose(Class* cls) {
+HRESULT Disclose(Class* cls, HWND window) {
   if (!cls) return E_POINTER;
   LONG status = 0;
   WCHAR* text = nullptr;
@@ -73,8 +75,10 @@ HRESULT Disclose(Class* cls) {
     if (text) SysFreeString(text);
     return S_OK;
   }
-  // The dialog belongs to the UI kit; without one the texts go to standard error.
+  // The dialog belongs to the UI kit; the texts go to the host's message box
+  // handler (standard error without one).
   std::u16string message;
+  UINT style = MB_ICONWARNING;
   if (text) {
     message = std::u16string(text).substr(0, 2048);
     std::u16string name, ext;
@@ -85,8 +89,9 @@ HRESULT Disclose(Class* cls) {
     SysFreeString(text);
   } else {
     message = u"A plug-in could not be made ready.";
+    style = MB_ICONERROR;
   }
-  std::fprintf(stderr, "%s\n", vane::platform::ToUtf8(message).c_str());
+  ZoKernel_MessageBox(window, message.c_str(), u"Plug-in", style);
   return S_OK;
 }
 
@@ -453,5 +458,5 @@ HRESULT ZoFio_GetRendererOpenDialogFilterString(IZoRenderFileClass* cls, WCHAR* 
 
 BOOL ZoFio_IsPluginAccessible(IZoReadFileClass* cls) { return Accessible(cls); }
 BOOL ZoFio_IsPluginAccessible(IZoRenderFileClass* cls) { return Accessible(cls); }
-HRESULT ZoFio_DisclosePluginProblems(IZoReadFileClass* cls, HWND) { return Disclose(cls); }
-HRESULT ZoFio_DisclosePluginProblems(IZoRenderFileClass* cls, HWND) { return Disclose(cls); }
+HRESULT ZoFio_DisclosePluginProblems(IZoReadFileClass* cls, HWND window) { return Disclose(cls, window); }
+HRESULT ZoFio_DisclosePluginProblems(IZoRenderFileClass* cls, HWND window) { return Disclose(cls, window); }

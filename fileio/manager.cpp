@@ -7,6 +7,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
@@ -443,14 +444,16 @@ HRESULT CZoFileIOManager::GetReaderEnum(IZoFileIOTypeEnum** out) {
   if (!out) return E_POINTER;
   *out = nullptr;
   if (!m_readerEnum) return E_FAIL;
-  return m_readerEnum->QueryInterface(IID_IZoFileIOTypeEnum, reinterpret_cast<void**>(out));
+  *out = m_readerEnum->Copy(false);  // a cursor of the caller's own
+  return S_OK;
 }
 
 HRESULT CZoFileIOManager::GetRendererEnum(IZoFileIOTypeEnum** out) {
   if (!out) return E_POINTER;
   *out = nullptr;
   if (!m_rendererEnum) return E_FAIL;
-  return m_rendererEnum->QueryInterface(IID_IZoFileIOTypeEnum, reinterpret_cast<void**>(out));
+  *out = m_rendererEnum->Copy(false);
+  return S_OK;
 }
 
 LONG CZoFileIOManager::GetReaderCount() { return m_readerEnum ? m_readerEnum->GetCount() : 0; }
@@ -473,7 +476,8 @@ HRESULT CZoFileIOManager::GetPluginEnum(IZoFIOPluginEnum** out) {
   if (!out) return E_POINTER;
   *out = nullptr;
   if (!m_pluginEnum) return E_FAIL;
-  return m_pluginEnum->QueryInterface(IID_IZoFIOPluginEnum, reinterpret_cast<void**>(out));
+  *out = m_pluginEnum->Copy();
+  return S_OK;
 }
 
 HRESULT CZoFileIOManager::GetPluginInfo(REFGUID classId, ZOFIO_PLUGININFO* record) {
@@ -514,6 +518,20 @@ std::vector<PluginDescription> CZoFileIOManager::Describe() {
     else if (st == kClassReady) d.state = "ready";
     else if (st == kClassFailed) d.state = "failed";
     else d.state = "not loaded";
+    HRESULT failure = reader ? e.readerStatus : e.renderStatus;
+    if (e.state & kEntryHiddenByList) {
+      d.reason = "its class is on the manager's list of hidden classes";
+    } else if (!e.problem.empty()) {
+      d.reason = e.problem;
+    } else if (st == kClassFailed && FAILED(failure)) {
+      char text[64];
+      std::snprintf(text, sizeof text, "making the class failed with 0x%08X", unsigned(failure));
+      d.reason = text;
+    } else if (e.path.size() >= MAX_PATH) {
+      d.reason =
+          "its module path is longer than the 259 characters the plug-in information record carries: "
+          "GetPluginInfo gives it cut, with 0x8004E03C";
+    }
     out.push_back(std::move(d));
   }
   return out;

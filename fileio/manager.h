@@ -122,10 +122,13 @@ class CZoFileIOManager final : public IZoFileIOMgrForApp {
   ~CZoFileIOManager();
 
   HRESULT ResolveFolders();
-  HRESULT ReadCache(bool* allCached);
-  void ApplyProbe(tZOFIOPLUGINENTRY* e);
+  // The list a slot's list argument names: the given one, else the manager's own.
+  PluginList* ListOrOwn(void* list);
+  HRESULT ReadCache(PluginList* list, const std::vector<tZOFIOPLUGINENTRY*>& fresh, bool* allCached);
+  void ApplyProbe(PluginList* list, tZOFIOPLUGINENTRY* e);
   HRESULT InitializeMarkedClasses();
   HRESULT RunInit(const std::function<HRESULT()>& work);
+  HRESULT InitEntry(tZOFIOPLUGINENTRY* e);
   HRESULT InitReaderHere(tZOFIOPLUGINENTRY* e);
   HRESULT InitRendererHere(tZOFIOPLUGINENTRY* e);
   tZOFIOPLUGINENTRY* ReaderEntryByGuid(const GUID& g) const;

@@ -6,6 +6,7 @@
 #include <dlfcn.h>
 
 #include <algorithm>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
@@ -57,14 +58,33 @@ std::unique_ptr<tZOFIOPLUGINENTRY> MakeCandidate(std::u16string path) {
   if (modTime == 0) return nullptr;
   auto e = std::make_unique<tZOFIOPLUGINENTRY>();
   e->LangID = kDefaultLcid;
-  e->path = path.substr(0, MAX_PATH - 1);
+  // Kept whole: only the plug-in information record is limited to MAX_PATH,
+  // and it says so with its status.
+  e->path = std::move(path);
   e->name = FileNameOf(e->path);
   e->ModTime = modTime;
-  e->state = (e->state | kEntryPrimary) & ~(kEntryHidden | kEntry64Bit);
+  e->state = (e->state | kEntryPrimary | kEntryNew) & ~(kEntryHidden | kEntry64Bit);
   DWORD machine = 0;
   if (!detail::GetFileExecutableInfo(utf8, &machine)) e->state |= kEntryHidden;
   else if (machine == 34404) e->state |= kEntry64Bit;
   return e;
+}
+
+// A further class of E's module: the module's facts and nothing of E's own
+// class (its GUIDs, texts, class objects or states).
+std::unique_ptr<tZOFIOPLUGINENTRY> SiblingOf(const tZOFIOPLUGINENTRY& e) {
+  auto c = std::make_unique<tZOFIOPLUGINENTRY>();
+  c->name = e.name;
+  c->path = e.path;
+  c->LangID = e.LangID;
+  c->PreloadModules = e.PreloadModules;
+  c->state = e.state & kEntry64Bit;
+  c->BetaBuild = e.BetaBuild;
+  c->ModTime = e.ModTime;
+  c->Surrogate = e.Surrogate;
+  c->MeritValue = e.MeritValue;
+  c->MeritReader = e.MeritReader;
+  return c;
 }
 
 HRESULT AddCandidatesTo(PluginList* list, const std::vector<std::u16string>& names,
@@ -123,9 +143,15 @@ std::vector<std::string> ConfigFilesIn(const std::string& folder) {
 
 }  // namespace
 
-std::u16string tZOFIOPLUGINENTRY::Stem() const {
+std::u16string tZOFIOPLUGINENTRY::CacheSection() const {
   size_t dot = name.rfind(u'.');
-  return dot == std::u16string::npos || dot == 0 ? name : name.substr(0, dot);
+  std::u16string stem = dot == std::u16string::npos || dot == 0 ? name : name.substr(0, dot);
+  std::uint32_t hash = 2166136261u;  // FNV-1a of the path's bytes
+  for (unsigned char b : ToUtf8(path)) hash = (hash ^ b) * 16777619u;
+  char hex[16];
+  std::snprintf(hex, sizeof hex, "%08x", unsigned(hash));
+  // A collision only costs a probe: the section's Path must match too.
+  return stem.substr(0, 64) + u"@" + FromUtf8(hex);
 }
 
 size_t PluginList::IndexOf(const tZOFIOPLUGINENTRY* e) const {
@@ -159,10 +185,15 @@ void PluginList::ReleaseAll() {
   entries.clear();
 }
 
-HRESULT CZoFileIOManager::FindCandidates(void* list, DWORD flags, BOOL* allCached) {
-  if (list) return E_NOTIMPL;  // only the manager's own list
-  detail::NamedMutexHold hold(m_mutex.get());
+PluginList* CZoFileIOManager::ListOrOwn(void* list) {
+  if (list) return static_cast<PluginList*>(list);
   if (!m_list) m_list = std::make_unique<PluginList>();
+  return m_list.get();
+}
+
+HRESULT CZoFileIOManager::FindCandidates(void* list, DWORD flags, BOOL* allCached) {
+  detail::NamedMutexHold hold(m_mutex.get());
+  PluginList* target = ListOrOwn(list);
   for (const std::string& folder : ConfigFolders()) {
     for (const std::string& config : ConfigFilesIn(folder)) {
       auto ini = vane::platform::LoadIniSnapshot(config);
@@ -186,7 +217,7 @@ HRESULT CZoFileIOManager::FindCandidates(void* list, DWORD flags, BOOL* allCache
                                    [&](const std::u16string& s) { return SameText(s, fileName); });
         if (skipped) continue;
         std::vector<tZOFIOPLUGINENTRY*> added;
-        AddCandidatesTo(m_list.get(), {path}, &added);
+        AddCandidatesTo(target, {path}, &added);
         for (tZOFIOPLUGINENTRY* e : added) {
           const std::u16string* surrogate = ini->Find(key, u"Surrogate");
           e->Surrogate = surrogate ? LONG(std::strtol(ToUtf8(*surrogate).c_str(), nullptr, 10)) : -1;
@@ -202,63 +233,66 @@ HRESULT CZoFileIOManager::FindCandidates(void* list, DWORD flags, BOOL* allCache
       }
     }
   }
-  return LoadPluginList(nullptr, flags, allCached);
+  return LoadPluginList(target, flags, allCached);
 }
 
 HRESULT CZoFileIOManager::AddCandidates(void* list, const WCHAR* const* names, LONG count, DWORD flags,
                                         BOOL* allCached) {
-  if (list) return E_NOTIMPL;
   if (count > 0 && !names) return E_INVALIDARG;
   detail::NamedMutexHold hold(m_mutex.get());
-  if (!m_list) m_list = std::make_unique<PluginList>();
+  PluginList* target = ListOrOwn(list);
   std::vector<std::u16string> paths;
   for (LONG i = 0; i < count; ++i)
     if (names[i]) paths.emplace_back(names[i]);
-  AddCandidatesTo(m_list.get(), paths, nullptr);
-  return LoadPluginList(nullptr, flags, allCached);
+  AddCandidatesTo(target, paths, nullptr);
+  return LoadPluginList(target, flags, allCached);
 }
 
 HRESULT CZoFileIOManager::LoadPluginList(void* list, DWORD flags, BOOL* allCached) {
-  if (list) return E_NOTIMPL;
-  if (!m_list) m_list = std::make_unique<PluginList>();
-  bool all = false;
-  bool cacheSkipped = (flags & (kCreateRebuild | kCreateNoCache)) != 0;
-  if (!cacheSkipped) ReadCache(&all);
-  if (!all) {
-    std::vector<tZOFIOPLUGINENTRY*> toProbe;
-    {
-      std::lock_guard<std::recursive_mutex> hold(m_list->lock);
-      for (auto& e : m_list->entries) {
-        if (!(e->state & kEntryPrimary)) continue;
-        if (cacheSkipped || (e->state & kEntryMustProbe)) toProbe.push_back(e.get());
-      }
+  PluginList* target = ListOrOwn(list);
+  // Only modules added since the last call are read from the cache or
+  // probed: the others already stand in the list with their classes.
+  std::vector<tZOFIOPLUGINENTRY*> fresh;
+  {
+    std::lock_guard<std::recursive_mutex> hold(target->lock);
+    for (auto& e : target->entries) {
+      if (!(e->state & kEntryPrimary) || !(e->state & kEntryNew)) continue;
+      e->state &= ~kEntryNew;
+      fresh.push_back(e.get());
     }
-    for (tZOFIOPLUGINENTRY* e : toProbe) ApplyProbe(e);
+  }
+  bool all = true;
+  bool cacheSkipped = (flags & (kCreateRebuild | kCreateNoCache)) != 0;
+  if (cacheSkipped)
+    all = fresh.empty();
+  else
+    ReadCache(target, fresh, &all);
+  if (!all) {
+    for (tZOFIOPLUGINENTRY* e : fresh)
+      if (cacheSkipped || (e->state & kEntryMustProbe)) ApplyProbe(target, e);
   }
   if (allCached) *allCached = all ? TRUE : FALSE;
   return S_OK;
 }
 
-HRESULT CZoFileIOManager::ReadCache(bool* allCached) {
+HRESULT CZoFileIOManager::ReadCache(PluginList* list, const std::vector<tZOFIOPLUGINENTRY*>& fresh, bool* allCached) {
   *allCached = true;
+  if (fresh.empty()) return S_OK;
   ResolveFolders();
   auto ini = vane::platform::LoadIniSnapshot(ToUtf8(m_cachePath));
-  std::lock_guard<std::recursive_mutex> hold(m_list->lock);
-  std::vector<tZOFIOPLUGINENTRY*> primaries;
-  for (auto& e : m_list->entries)
-    if (e->state & kEntryPrimary) primaries.push_back(e.get());
-  for (tZOFIOPLUGINENTRY* e : primaries) {
+  std::lock_guard<std::recursive_mutex> hold(list->lock);
+  for (tZOFIOPLUGINENTRY* e : fresh) {
     if (e->state & kEntryHidden) {  // no loadable image: nothing to read or probe
       *allCached = false;
       e->state |= kEntryDirty;
+      e->problem = "not a loadable module";
       continue;
     }
-    const std::u16string stem = e->Stem();
-    CZoProfile module = ProfileAt(m_cachePath, stem);
-    WCHAR path[MAX_PATH] = {};
-    bool havePath = ini && module.GetString(u"Path", u"", path, MAX_PATH);
+    const std::u16string section = e->CacheSection();
+    CZoProfile module = ProfileAt(m_cachePath, section);
+    const std::u16string* path = ini ? ini->Find(section, u"Path") : nullptr;
     DWORD modTime = ini ? DWORD(module.GetInt(u"ModTime", 0)) : 0;
-    if (!ini || !havePath || modTime != e->ModTime || !SameText(path, e->path)) {
+    if (!path || modTime != e->ModTime || !SameText(*path, e->path)) {
       e->state |= kEntryMustProbe;
       *allCached = false;
       continue;
@@ -270,18 +304,28 @@ HRESULT CZoFileIOManager::ReadCache(bool* allCached) {
       // Probed before and found to hold nothing usable (or to crash): it
       // stays hidden and is not loaded.
       e->state |= kEntryHidden;
+      e->problem = "the cache records it as unusable: when probed it crashed, hung or named no class";
+      continue;
+    }
+    // Access, Flags and StreamType come only from the module's discovery
+    // object: a class section without one of them has the module probed
+    // again, which rewrites all its classes.
+    bool coreMissing = false;
+    for (LONG i = 0; i < n && !coreMissing; ++i) {
+      if (tables::IsHiddenClass(guids[i])) continue;
+      CZoProfile sub(module, GuidText(guids[i]));
+      coreMissing =
+          sub.GetInt(u"Access", -1) == -1 || sub.GetInt(u"Flags", -1) == -1 || sub.GetInt(u"StreamType", -1) == -1;
+    }
+    if (coreMissing) {
+      e->state |= kEntryMustProbe;
+      *allCached = false;
       continue;
     }
     tZOFIOPLUGINENTRY* previous = e;
     for (LONG i = 0; i < n; ++i) {
       tZOFIOPLUGINENTRY* t = e;
-      if (i > 0) {
-        auto clone = std::make_unique<tZOFIOPLUGINENTRY>(*e);
-        clone->state &= ~(kEntryPrimary | kEntryMustProbe);
-        clone->module = nullptr;
-        clone->factory = nullptr;
-        t = m_list->InsertAfter(previous, std::move(clone));
-      }
+      if (i > 0) t = list->InsertAfter(previous, SiblingOf(*e));
       previous = t;
       t->classId = guids[i];
       if (tables::IsHiddenClass(t->classId)) {
@@ -346,31 +390,36 @@ HRESULT CZoFileIOManager::ReadCache(bool* allCached) {
   return S_OK;
 }
 
-void CZoFileIOManager::ApplyProbe(tZOFIOPLUGINENTRY* e) {
+void CZoFileIOManager::ApplyProbe(PluginList* list, tZOFIOPLUGINENTRY* e) {
   e->state &= ~kEntryMustProbe;
   if (e->state & kEntryHidden) {  // no loadable image
     e->state |= kEntryDirty;
+    e->problem = "not a loadable module";
     return;
   }
   detail::ProbeResult r = detail::ProbeModule(*e);
-  if (FAILED(r.status) || r.crashed) {
-    if (r.crashed || r.status != E_OUTOFMEMORY) e->state |= kEntryHidden | kEntryDirty;
+  if (r.notRun) {
+    // Not judged: hidden now, and probed again at the next start.
+    e->state = (e->state | kEntryHidden | kEntryNotCached) & ~kEntryDirty;
+    e->problem = r.problem;
     return;
   }
+  if (FAILED(r.status) || r.crashed) {
+    if (r.crashed || r.status != E_OUTOFMEMORY) e->state |= kEntryHidden | kEntryDirty;
+    char status[16];
+    std::snprintf(status, sizeof status, "0x%08X", unsigned(r.status));
+    e->problem = !r.problem.empty() ? r.problem : std::string("its discovery object failed with ") + status;
+    return;
+  }
+  if (r.classes.empty()) e->problem = "it names no class";
   // A module that names no class stays hidden.
   e->state |= kEntryHidden | kEntryDirty;
-  std::lock_guard<std::recursive_mutex> hold(m_list->lock);
+  std::lock_guard<std::recursive_mutex> hold(list->lock);
   tZOFIOPLUGINENTRY* previous = e;
   for (size_t i = 0; i < r.classes.size(); ++i) {
     const detail::ProbedClass& c = r.classes[i];
     tZOFIOPLUGINENTRY* t = e;
-    if (i > 0) {
-      auto clone = std::make_unique<tZOFIOPLUGINENTRY>(*e);
-      clone->state &= ~kEntryPrimary;
-      clone->module = nullptr;
-      clone->factory = nullptr;
-      t = m_list->InsertAfter(previous, std::move(clone));
-    }
+    if (i > 0) t = list->InsertAfter(previous, SiblingOf(*e));
     previous = t;
     t->classId = c.classId;
     t->DialogName = c.name;
@@ -383,21 +432,66 @@ void CZoFileIOManager::ApplyProbe(tZOFIOPLUGINENTRY* e) {
     t->StreamType = c.streamTypes;
     t->Flags = c.flags & ~kFlagNotEnumerated;
     t->duplicatesAllowed = (c.flags & ZOFIO_FILTERFLAG_ALLOW_DUPLICATES) ? 1 : 0;
-    t->state = (t->state & ~(kEntryHidden | kEntryNotEnumerated)) | kEntryDirty;
-    if (!c.enumerable) {
-      t->state |= kEntryNotEnumerated;
-      t->Flags |= kFlagNotEnumerated;
-    }
+    // A non-zero word asks for the class to be enumerated; a zero word
+    // changes nothing.
+    t->state = (t->state & ~kEntryHidden) | kEntryDirty;
+    if (c.enumerable) t->state &= ~kEntryNotEnumerated;
     t->initFlags = t->Flags & ~kFlagNotEnumerated;
     t->readerState = t->renderState = kClassNotTried;
+    // The probe made the class and noted its ids and texts, so the entry is
+    // as complete as one read from the cache and sorts the same way.
+    bool described = true;
+    if (t->Access & kAccessReader) {
+      if (c.readerKnown) {
+        t->Reader = c.reader;
+        t->ExtReader = WithoutBlanks(c.readerExt);
+        t->hasExtReader = true;
+        if (!c.readerName.empty()) t->DialogName = c.readerName;
+      } else {
+        described = false;
+      }
+    }
+    if (t->Access & kAccessRenderer) {
+      if (c.rendererKnown) {
+        t->Renderer = c.renderer;
+        t->ExtRenderer = WithoutBlanks(c.rendererExt);
+        t->hasExtRenderer = true;
+        if (!c.rendererName.empty() && (!(t->Access & kAccessReader) || t->DialogName.empty()))
+          t->DialogName = c.rendererName;
+      } else {
+        described = false;
+      }
+    }
+    t->hasDialogName = described;
     if (tables::IsHiddenClass(t->classId)) t->state |= kEntryHidden | kEntryHiddenByList;
-    else t->initFlags |= kInitAtStart;  // initialised once now, which fills its name and extensions
+    else if (!described)
+      t->initFlags |= kInitAtStart;  // initialised once now, which fills its name and extensions
   }
 }
 
 HRESULT CZoFileIOManager::AttachPluginList(void* list, DWORD filterFlags, const GUID* guids, DWORD count) {
-  if (list) return E_NOTIMPL;
   if (!m_list) m_list = std::make_unique<PluginList>();
+  if (list && list != m_list.get()) {
+    // A list made by ZoFio_SetPluginCandidateDLLs: its entries move into
+    // the manager's list (those of a module already there are dropped), so
+    // the host's list is left empty and may still be freed.
+    auto* given = static_cast<PluginList*>(list);
+    PluginList dropped;
+    {
+      std::lock_guard<std::recursive_mutex> holdGiven(given->lock);
+      std::lock_guard<std::recursive_mutex> holdOwn(m_list->lock);
+      bool dropping = false;  // a module's further classes follow its first
+      for (auto& e : given->entries) {
+        if (e->state & kEntryPrimary)
+          dropping = std::any_of(m_list->entries.begin(), m_list->entries.end(), [&](const auto& o) {
+            return (o->state & kEntryPrimary) && SameText(o->path, e->path);
+          });
+        (dropping ? dropped : *m_list).entries.push_back(std::move(e));
+      }
+      given->entries.clear();
+    }
+    dropped.ReleaseAll();
+  }
   if (m_readerEnum) m_readerEnum->Release();
   if (m_rendererEnum) m_rendererEnum->Release();
   if (m_pluginEnum) m_pluginEnum->Release();
@@ -426,8 +520,26 @@ HRESULT CZoFileIOManager::InitializeMarkedClasses() {
 }
 
 HRESULT CZoFileIOManager::RunInit(const std::function<HRESULT()>& work) {
+  // A plug-in that calls back into the manager while its class is being
+  // initialised does so on the init thread, whose caller holds the mutex
+  // and waits: the request runs right here.
+  if (m_initThread.IsCurrent()) return work();
   detail::NamedMutexHold hold(m_mutex.get());
   return m_initThread.Run(work);
+}
+
+HRESULT CZoFileIOManager::InitEntry(tZOFIOPLUGINENTRY* e) {
+  // Both kinds of the class are made together, renderer first; the first
+  // failure is the result.
+  return RunInit([this, e] {
+    HRESULT first = S_OK;
+    if ((e->Access & kAccessRenderer) && e->renderState == kClassNotTried) first = InitRendererHere(e);
+    if ((e->Access & kAccessReader) && e->readerState == kClassNotTried) {
+      HRESULT hr = InitReaderHere(e);
+      if (SUCCEEDED(first)) first = hr;
+    }
+    return first;
+  });
 }
 
 HRESULT CZoFileIOManager::EnsureReader(tZOFIOPLUGINENTRY* e, IZoReadFileClass** out) {
@@ -449,9 +561,12 @@ HRESULT CZoFileIOManager::EnsureReader(tZOFIOPLUGINENTRY* e, IZoReadFileClass** 
         GetReadClassById(b.ReleaseAndGetAddressOf(), 0x6000);
       }
     }
-    RunInit([this, e] { return InitReaderHere(e); });
+    InitEntry(e);
   }
-  if (e->readerState != kClassReady || !e->readerClass) return ZOERR_PLUGIN_NOT_INITIALIZED;
+  // A class that could not be made says why; one not made for another
+  // reason (a parent class failed, it is being made) is "not initialised".
+  if (e->readerState != kClassReady || !e->readerClass)
+    return FAILED(e->readerStatus) ? e->readerStatus : ZOERR_PLUGIN_NOT_INITIALIZED;
   e->readerClass->AddRef();
   *out = e->readerClass;
   return S_OK;
@@ -461,8 +576,9 @@ HRESULT CZoFileIOManager::EnsureRenderer(tZOFIOPLUGINENTRY* e, IZoRenderFileClas
   if (!out) return E_POINTER;
   *out = nullptr;
   if (!e) return ZOERR_UNSUPPORTED_FORMAT;
-  if (e->renderState == kClassNotTried) RunInit([this, e] { return InitRendererHere(e); });
-  if (e->renderState != kClassReady || !e->renderClass) return ZOERR_PLUGIN_NOT_INITIALIZED;
+  if (e->renderState == kClassNotTried) InitEntry(e);
+  if (e->renderState != kClassReady || !e->renderClass)
+    return FAILED(e->renderStatus) ? e->renderStatus : ZOERR_PLUGIN_NOT_INITIALIZED;
   e->renderClass->AddRef();
   *out = e->renderClass;
   return S_OK;
@@ -489,6 +605,12 @@ HRESULT AskTexts(Class* cls, std::initializer_list<DWORD> ids, std::vector<std::
 
 HRESULT CZoFileIOManager::InitReaderHere(tZOFIOPLUGINENTRY* e) {
   if (e->readerState != kClassNotTried) return e->readerState == kClassReady ? S_OK : ZOERR_PLUGIN_NOT_INITIALIZED;
+  if (e->readerBusy) return ZOERR_PLUGIN_NOT_INITIALIZED;
+  e->readerBusy = true;
+  struct Clear {
+    bool* flag;
+    ~Clear() { *flag = false; }
+  } clear{&e->readerBusy};
   IZoReadFileClass* cls = nullptr;
   HRESULT hr = detail::CreateEntryObject(e, IID_IZoReadFileClass, reinterpret_cast<void**>(&cls));
   if (SUCCEEDED(hr)) hr = cls->SetIOManager(this);
@@ -513,16 +635,24 @@ HRESULT CZoFileIOManager::InitReaderHere(tZOFIOPLUGINENTRY* e) {
       cls->SetIOManager(nullptr);
       cls->Release();
     }
+    e->readerStatus = hr;
     e->readerState = kClassFailed;
     return hr;
   }
   e->readerClass = cls;
+  e->readerStatus = S_OK;
   e->readerState = kClassReady;
   return S_OK;
 }
 
 HRESULT CZoFileIOManager::InitRendererHere(tZOFIOPLUGINENTRY* e) {
   if (e->renderState != kClassNotTried) return e->renderState == kClassReady ? S_OK : ZOERR_PLUGIN_NOT_INITIALIZED;
+  if (e->renderBusy) return ZOERR_PLUGIN_NOT_INITIALIZED;
+  e->renderBusy = true;
+  struct Clear {
+    bool* flag;
+    ~Clear() { *flag = false; }
+  } clear{&e->renderBusy};
   IZoRenderFileClass* cls = nullptr;
   HRESULT hr = detail::CreateEntryObject(e, IID_IZoRenderFileClass, reinterpret_cast<void**>(&cls));
   if (SUCCEEDED(hr)) hr = cls->SetIOManager(this);
@@ -548,10 +678,12 @@ HRESULT CZoFileIOManager::InitRendererHere(tZOFIOPLUGINENTRY* e) {
       cls->SetIOManager(nullptr);
       cls->Release();
     }
+    e->renderStatus = hr;
     e->renderState = kClassFailed;
     return hr;
   }
   e->renderClass = cls;
+  e->renderStatus = S_OK;
   e->renderState = kClassReady;
   return S_OK;
 }
@@ -569,27 +701,30 @@ HRESULT CZoFileIOManager::WriteCache(DWORD flags) {
     auto visible = [](const tZOFIOPLUGINENTRY& t) { return !(t.state & kEntryHidden) && t.classId != GUID_NULL; };
     for (size_t i = 0; i < entries.size(); ++i) {
       tZOFIOPLUGINENTRY& e = *entries[i];
+      if (e.state & kEntryNotCached) continue;
       if (!(e.state & kEntryDirty) && !(flags & 1)) continue;
       changed = true;
-      const std::u16string stem = e.Stem();
+      const std::u16string section = e.CacheSection();
       if (e.state & kEntryPrimary) {
-        f.DeleteSection(stem);
-        f.Set(stem, u"Path", e.path);
-        f.Set(stem, u"ModTime", num(e.ModTime));
-        if (e.BetaBuild) f.Set(stem, u"BetaBuild", num(e.BetaBuild));
-        f.Set(stem, u"Surrogate", num(DWORD(e.Surrogate)));
+        f.DeleteSection(section);
+        f.Set(section, u"Path", e.path);
+        f.Set(section, u"ModTime", num(e.ModTime));
+        if (e.BetaBuild) f.Set(section, u"BetaBuild", num(e.BetaBuild));
+        f.Set(section, u"Surrogate", num(DWORD(e.Surrogate)));
         if (e.MeritValue) {
-          f.Set(stem, u"MeritValue", num(e.MeritValue));
-          f.Set(stem, u"MeritReader", GuidText(e.MeritReader));
+          f.Set(section, u"MeritValue", num(e.MeritValue));
+          f.Set(section, u"MeritReader", GuidText(e.MeritReader));
         }
         // Clearing the section dropped the class keys of the module's other
-        // entries too; put back those of the visible ones.
+        // entries too; put them back in class order, this entry's first, so
+        // the first 16 read back are always the same ones.
+        if (visible(e)) f.Set(section, GuidText(e.classId), e.DialogName);
         for (size_t j = i + 1; j < entries.size() && !(entries[j]->state & kEntryPrimary); ++j)
-          if (visible(*entries[j])) f.Set(stem, GuidText(entries[j]->classId), entries[j]->DialogName);
+          if (visible(*entries[j])) f.Set(section, GuidText(entries[j]->classId), entries[j]->DialogName);
       }
       if (visible(e)) {
-        f.Set(stem, GuidText(e.classId), e.DialogName);
-        const std::u16string sub = stem + u"." + GuidText(e.classId);
+        f.Set(section, GuidText(e.classId), e.DialogName);
+        const std::u16string sub = section + u"." + GuidText(e.classId);
         f.DeleteSection(sub);
         f.Set(sub, u"Access", num(e.Access));
         f.Set(sub, u"Flags", num(e.Flags));

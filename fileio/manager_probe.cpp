@@ -3,6 +3,8 @@
 // fixed order (identification table, extension, last used, all), the
 // by-name probe, the quick search, and opening a file with the merit
 // override.
+#include <sys/stat.h>
+
 #include <algorithm>
 #include <atomic>
 #include <cstring>
@@ -20,8 +22,9 @@ namespace {
 
 constexpr DWORD kHeadBytes = 65536;
 constexpr DWORD kOpenShare = FILE_SHARE_READ | FILE_SHARE_WRITE;
-constexpr size_t kMaxOpenName = 521;
-constexpr size_t kMaxOpenWithClassName = 712;
+// No fixed record carries the name of a file to open, so names are taken up
+// to the platform's path limit (in characters, a bound on the bytes too).
+constexpr size_t kMaxOpenName = 4096;
 constexpr HRESULT kProbeNoteFallback = MakeStatus(0x0004E016);
 constexpr HRESULT kStatusNotSupported = MakeStatus(0x8004E086);
 
@@ -38,6 +41,17 @@ std::u16string Upper(std::u16string s) {
 }
 
 // The extension of a file name without its dot; empty when there is none.
+// The name a file is probed by: the whole text when it names a file, else
+// the part before a "?" (the rest is a moniker for the plug-in).
+std::u16string ProbeName(const WCHAR* fileName) {
+  std::u16string name(fileName);
+  size_t mark = name.find(u'?');
+  if (mark == std::u16string::npos) return name;
+  struct stat st {};
+  if (::stat(vane::platform::ToUtf8(name).c_str(), &st) == 0 && S_ISREG(st.st_mode)) return name;
+  return name.substr(0, mark);
+}
+
 std::u16string ExtensionOf(const WCHAR* name) {
   if (!name) return {};
   std::u16string_view n(name);
@@ -207,7 +221,9 @@ HRESULT CZoFileIOManager::FindReaderForHandleEx(HANDLE file, LPCWSTR fileName, L
       if (s.tried.size() < 2 && index >= 0) s.tried.push_back(index);
       if (SUCCEEDED(hr)) {
         hr = isType(cls.Get());
-        if (hr == S_OK && (type == 5 || type == 0x14) && FAILED(cls->IsTypeSlow(fileName))) hr = ZOERR_FILE_OPEN;
+        // For these two types the name must agree too: a failure or a plain
+        // "no" from IsTypeSlow refuses the file.
+        if (hr == S_OK && (type == 5 || type == 0x14) && cls->IsTypeSlow(fileName) != S_OK) hr = ZOERR_FILE_OPEN;
         if (type == 0x100D) hr = cls->IsTypeSlow(fileName);
       }
       if (hr == S_OK) {
@@ -386,9 +402,8 @@ HRESULT CZoFileIOManager::OpenReadFileEx(LPCWSTR fileName, IZoReadFile** out, DW
   if (!fileName) return E_POINTER;
   ProbeReport local;
   ProbeReport& r = report ? *report : local;
-  // Text after "?" is a moniker for the plug-in; only the name before it is probed.
-  std::u16string name(fileName);
-  name = name.substr(0, name.find(u'?'));
+  // Text after "?" is a moniker for the plug-in (ProbeName); the reader gets the whole text.
+  std::u16string name = ProbeName(fileName);
   if (name.size() + 1 >= kMaxOpenName) return r.status = ZOERR_BUFFER_TOO_SMALL;
   HANDLE file = CreateFileW(name.c_str(), GENERIC_READ, kOpenShare, nullptr, OPEN_EXISTING, FILE_FLAG_SEQUENTIAL_SCAN,
                             nullptr);
@@ -465,9 +480,8 @@ HRESULT CZoFileIOManager::OpenReadFile(LPCWSTR fileName, IZoReadFile** out, DWOR
 HRESULT CZoFileIOManager::OpenReadFileWithClass(LPCWSTR fileName, IZoReadFile** out, REFGUID classId, DWORD flags) {
   if (!out || !fileName) return E_POINTER;
   *out = nullptr;
-  std::u16string name(fileName);
-  name = name.substr(0, name.find(u'?'));
-  if (name.size() + 1 >= kMaxOpenWithClassName) return ZOERR_BUFFER_TOO_SMALL;
+  std::u16string name = ProbeName(fileName);
+  if (name.size() + 1 >= kMaxOpenName) return ZOERR_BUFFER_TOO_SMALL;
   if (classId != GUID_NULL) {
     ComPtr<IZoReadFileClass> cls;
     if (SUCCEEDED(GetReadClassByGuid(cls.ReleaseAndGetAddressOf(), classId))) {

@@ -4,6 +4,7 @@
 // lookups keep plain pointers, valid until the list is destroyed at Shutdown.
 #pragma once
 
+#include <atomic>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -23,6 +24,10 @@ inline constexpr DWORD kEntryDirty = 32;
 inline constexpr DWORD kEntryMustProbe = 64;
 inline constexpr DWORD kEntryPrimary = 128;
 inline constexpr DWORD kEntrySurrogateNow = 256;
+// Added since the last LoadPluginList: its cache section is still to be read.
+inline constexpr DWORD kEntryNew = 512;
+// Hidden for this start only (its probe could not run): never written to the cache.
+inline constexpr DWORD kEntryNotCached = 1024;
 
 // Init-flag bits (working copy of Flags).
 inline constexpr DWORD kInitAtStart = 1;
@@ -61,12 +66,14 @@ struct tZOFIOPLUGINENTRY {
   GUID Reader = GUID_NULL;
   LONG readerIndex = -1;
   IZoReadFileClass* readerClass = nullptr;
-  DWORD readerState = kClassNotTried;
+  // Read by any thread on a class's first use, written on the init thread:
+  // the class pointer and status are set before the state that publishes them.
+  std::atomic<DWORD> readerState{kClassNotTried};
   std::u16string ExtReader;
   GUID Renderer = GUID_NULL;
   LONG renderIndex = -1;
   IZoRenderFileClass* renderClass = nullptr;
-  DWORD renderState = kClassNotTried;
+  std::atomic<DWORD> renderState{kClassNotTried};
   std::u16string ExtRenderer;
   DWORD versionTag = kEntryVersionTag;
   LONG Surrogate = -1;
@@ -77,9 +84,22 @@ struct tZOFIOPLUGINENTRY {
   bool hasExtReader = false;
   bool hasExtRenderer = false;
   bool hasDialogName = false;
+  // Set on the init thread while the class is being made, so that a plug-in
+  // asking for its own class from inside its initialisation gets a refusal
+  // instead of a second instance.
+  bool readerBusy = false;
+  bool renderBusy = false;
+  // The status the last failed initialisation gave (S_OK when none failed).
+  HRESULT readerStatus = S_OK;
+  HRESULT renderStatus = S_OK;
+  // Why a hidden module is unusable, for the user; empty when not known.
+  std::string problem;
 
-  // Module stem: the file name less its extension (the cache section name).
-  std::u16string Stem() const;
+  // The module's cache section: its stem (the file name less its extension,
+  // at most 64 characters) and a hash of its full path, so that two modules
+  // of one name in two folders keep two sections, and a class section name
+  // stays short.
+  std::u16string CacheSection() const;
 };
 
 // The thread-safe plug-in list: one recursive lock over a vector of entries.

@@ -125,6 +125,7 @@ struct PluginDescription {
   std::string state;  // "ready", "not loaded", "failed", "hidden", "left out"
   LONG index = -1;    // reader type index, else renderer index
   DWORD merit = 0;
+  std::string reason;  // why a class is hidden or failed, when known
 };
 
 // Every entry of the manager's plug-in list, in list order.

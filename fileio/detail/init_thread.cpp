@@ -55,7 +55,7 @@ void InitThread::Stop() {
   } else {
     m_thread.join();
   }
-  m_threadId = {};
+  m_threadId = std::thread::id();
 }
 
 }  // namespace vane::fileio::detail

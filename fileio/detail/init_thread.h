@@ -4,6 +4,7 @@
 // thread itself runs directly. The caller waits with no time limit.
 #pragma once
 
+#include <atomic>
 #include <condition_variable>
 #include <functional>
 #include <mutex>
@@ -21,6 +22,8 @@ class InitThread {
   InitThread& operator=(const InitThread&) = delete;
 
   HRESULT Run(const std::function<HRESULT()>& work);
+  // True on the init thread itself, where a request runs directly.
+  bool IsCurrent() const { return std::this_thread::get_id() == m_threadId; }
   void Stop();
 
  private:
@@ -31,7 +34,7 @@ class InitThread {
   std::condition_variable m_wake;
   std::condition_variable m_done;
   std::thread m_thread;
-  std::thread::id m_threadId;
+  std::atomic<std::thread::id> m_threadId{};
   const std::function<HRESULT()>* m_work = nullptr;
   HRESULT m_result = S_OK;
   bool m_stop = false;

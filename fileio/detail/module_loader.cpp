@@ -18,6 +18,7 @@
 #include <cstring>
 #include <sstream>
 
+#include "platform/file.h"
 #include "platform/wtext.h"
 
 extern char** environ;
@@ -96,8 +97,13 @@ HRESULT OpenModule(const std::string& path, const std::u16string& preloads, REFC
   return hr;
 }
 
-std::string HelperPath() {
-  if (const char* env = std::getenv("VANE_PROBE_HELPER"); env && *env) return FileExists(env) ? env : std::string();
+// The helper's path, or empty with *problem saying why.
+std::string HelperPath(std::string* problem) {
+  if (const char* env = std::getenv("VANE_PROBE_HELPER"); env && *env) {
+    if (::access(env, X_OK) == 0 && FileExists(env)) return env;
+    *problem = std::string("the probe helper named by VANE_PROBE_HELPER (") + env + ") is not an executable file";
+    return {};
+  }
   std::vector<std::string> candidates;
   Dl_info info{};
   if (::dladdr(reinterpret_cast<void*>(&ModuleLoadCount), &info) && info.dli_fname) {
@@ -114,7 +120,18 @@ std::string HelperPath() {
   }
   for (const auto& c : candidates)
     if (::access(c.c_str(), X_OK) == 0) return c;
+  *problem =
+      "the probe helper vane-probe was not found beside the kernel library, in ../bin or ../lib, or beside "
+      "the program (VANE_PROBE_HELPER names it)";
   return {};
+}
+
+ProbeResult NotRun(const std::string& why, int err) {
+  ProbeResult r;
+  r.status = HRESULT_FROM_WIN32(err == 0 || err == ENOENT ? ERROR_FILE_NOT_FOUND : ERROR_NOT_ENOUGH_MEMORY);
+  r.notRun = true;
+  r.problem = err ? why + ": " + std::strerror(err) : why;
+  return r;
 }
 
 DWORD ProbeTimeoutMs() {
@@ -129,19 +146,18 @@ ProbeResult RunHelper(const std::string& helper, const tZOFIOPLUGINENTRY& e) {
   ProbeResult result;
   result.contained = true;
   int fds[2];
-  if (::pipe2(fds, O_CLOEXEC) != 0) {
-    result.status = E_FAIL;
-    result.crashed = true;
-    return result;
-  }
+  if (::pipe2(fds, O_CLOEXEC) != 0) return NotRun("no pipe for the probe helper", errno);
   posix_spawn_file_actions_t actions;
   posix_spawn_file_actions_init(&actions);
-  posix_spawn_file_actions_adddup2(&actions, fds[1], 1);
+  // The report comes on descriptor 3; what the module prints goes nowhere.
+  posix_spawn_file_actions_adddup2(&actions, fds[1], 3);
   posix_spawn_file_actions_addopen(&actions, 0, "/dev/null", O_RDONLY, 0);
+  posix_spawn_file_actions_addopen(&actions, 1, "/dev/null", O_WRONLY, 0);
   posix_spawn_file_actions_addopen(&actions, 2, "/dev/null", O_WRONLY, 0);
   std::string path = Utf8(e.path);
   std::string preloads = Utf8(e.PreloadModules);
-  std::vector<char*> argv = {const_cast<char*>(helper.c_str()), const_cast<char*>(path.c_str()),
+  std::string reportArg = "--report-fd=3";
+  std::vector<char*> argv = {const_cast<char*>(helper.c_str()), reportArg.data(), const_cast<char*>(path.c_str()),
                              const_cast<char*>(preloads.c_str()), nullptr};
   pid_t pid = -1;
   int rc = ::posix_spawn(&pid, helper.c_str(), &actions, nullptr, argv.data(), environ);
@@ -149,9 +165,7 @@ ProbeResult RunHelper(const std::string& helper, const tZOFIOPLUGINENTRY& e) {
   ::close(fds[1]);
   if (rc != 0) {
     ::close(fds[0]);
-    result.status = E_FAIL;
-    result.crashed = true;
-    return result;
+    return NotRun("the probe helper " + helper + " could not be started", rc);
   }
   std::string report;
   auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(ProbeTimeoutMs());
@@ -177,14 +191,43 @@ ProbeResult RunHelper(const std::string& helper, const tZOFIOPLUGINENTRY& e) {
     if (report.size() > (1u << 20)) break;  // a sane report is a few lines
   }
   ::close(fds[0]);
-  if (timedOut) ::kill(pid, SIGKILL);
+  // A child that closed its report but lingers is waited for only until the
+  // same deadline.
   int wstatus = 0;
-  while (::waitpid(pid, &wstatus, 0) < 0 && errno == EINTR) {
+  bool reaped = false;
+  while (!timedOut && !reaped) {
+    pid_t w = ::waitpid(pid, &wstatus, WNOHANG);
+    if (w == pid)
+      reaped = true;
+    else if (w < 0 && errno != EINTR)
+      break;
+    else if (std::chrono::steady_clock::now() >= deadline)
+      timedOut = true;
+    else
+      ::usleep(1000);
   }
-  if (timedOut || !ParseProbeReport(report, &result)) {
-    result.classes.clear();
+  if (!reaped) {
+    ::kill(pid, SIGKILL);
+    while (::waitpid(pid, &wstatus, 0) < 0 && errno == EINTR) {
+    }
+  }
+  // Only a death by a signal or a real hang condemns the module; a child
+  // that ends without a report is a broken helper, tried again next start.
+  if (timedOut) {
+    result = ProbeResult();
     result.crashed = true;
     result.status = E_UNEXPECTED;
+    result.problem = "hung while probed (killed after " + std::to_string(ProbeTimeoutMs()) + " ms)";
+  } else if (WIFSIGNALED(wstatus)) {
+    result = ProbeResult();
+    result.crashed = true;
+    result.status = E_UNEXPECTED;
+    result.problem = std::string("crashed while probed (") + strsignal(WTERMSIG(wstatus)) + ")";
+  } else if (!ParseProbeReport(report, &result)) {
+    result = NotRun("the probe helper " + helper + " gave no usable report (exit status " +
+                        std::to_string(WIFEXITED(wstatus) ? WEXITSTATUS(wstatus) : -1) + ")",
+                    0);
+    return result;
   }
   result.contained = true;
   return result;
@@ -249,7 +292,72 @@ void UnloadEntryModule(tZOFIOPLUGINENTRY* e) {
   e->module = nullptr;
 }
 
-ProbeResult ProbeModuleHere(const std::u16string& path, const std::u16string& preloads) {
+namespace {
+
+std::vector<std::u16string> AskTexts(HRESULT (*ask)(void*, const DWORD*, LONG, BSTR*), void* cls,
+                                     std::initializer_list<DWORD> ids, bool* ok) {
+  std::vector<DWORD> list(ids);
+  std::vector<BSTR> out(list.size(), nullptr);
+  *ok = SUCCEEDED(ask(cls, list.data(), LONG(list.size()), out.data()));
+  std::vector<std::u16string> texts(list.size());
+  for (size_t i = 0; i < out.size(); ++i) {
+    if (out[i]) texts[i] = std::u16string(out[i], SysStringLen(out[i]));
+    SysFreeString(out[i]);
+  }
+  return texts;
+}
+
+// Makes the reader and renderer of class C through the module's entry point
+// and notes what they say about themselves.
+void DescribeClass(PFN_DllGetClassObject entry, IZoFileIOManager* manager, ProbedClass* c) {
+  IClassFactory* factory = nullptr;
+  if (FAILED(entry(c->classId, IID_IClassFactory, reinterpret_cast<void**>(&factory))) || !factory) return;
+  if (c->access & 1) {
+    IZoReadFileClass* cls = nullptr;
+    if (SUCCEEDED(factory->CreateInstance(nullptr, IID_IZoReadFileClass, reinterpret_cast<void**>(&cls))) && cls) {
+      bool ok = SUCCEEDED(cls->SetIOManager(manager)) && SUCCEEDED(cls->GetTypeID(&c->reader));
+      if (ok) {
+        auto texts = AskTexts([](void* o, const DWORD* ids, LONG n,
+                                 BSTR* t) { return static_cast<IZoReadFileClass*>(o)->GetInfoText(ids, n, t); },
+                              cls, {ZOFIO_INFOTEXT_EXTENSIONS, ZOFIO_INFOTEXT_NAME, ZOFIO_INFOTEXT_DEFAULT_EXT}, &ok);
+        c->readerExt = texts[0];
+        c->readerName = texts[1];
+      }
+      c->readerKnown = ok;
+      cls->SetIOManager(nullptr);
+      cls->Release();
+    }
+  }
+  if (c->access & 2) {
+    IZoRenderFileClass* cls = nullptr;
+    if (SUCCEEDED(factory->CreateInstance(nullptr, IID_IZoRenderFileClass, reinterpret_cast<void**>(&cls))) && cls) {
+      bool ok = SUCCEEDED(cls->SetIOManager(manager)) && SUCCEEDED(cls->GetTypeID(&c->renderer));
+      if (ok) {
+        auto texts = AskTexts([](void* o, const DWORD* ids, LONG n,
+                                 BSTR* t) { return static_cast<IZoRenderFileClass*>(o)->GetInfoText(ids, n, t); },
+                              cls, {ZOFIO_INFOTEXT_DEFAULT_EXT, ZOFIO_INFOTEXT_NAME}, &ok);
+        c->rendererExt = texts[0];
+        c->rendererName = texts[1];
+      }
+      c->rendererKnown = ok;
+      cls->SetIOManager(nullptr);
+      cls->Release();
+    }
+  }
+  factory->Release();
+}
+
+// Report texts stay on one line.
+std::string OneLine(const std::u16string& s) {
+  std::string out = Utf8(s);
+  for (char& ch : out)
+    if (ch == '\n' || ch == '\r') ch = ' ';
+  return out;
+}
+
+}  // namespace
+
+ProbeResult ProbeModuleHere(const std::u16string& path, const std::u16string& preloads, IZoFileIOManager* manager) {
   ProbeResult r;
   ModuleHold hold;
   IClassFactory* factory = nullptr;
@@ -274,13 +382,21 @@ ProbeResult ProbeModuleHere(const std::u16string& path, const std::u16string& pr
     r.classes.push_back(std::move(c));
   }
   if (info) info->Release();
+  if (manager && SUCCEEDED(r.status)) {
+    auto entry = reinterpret_cast<PFN_DllGetClassObject>(::dlsym(hold.module, "DllGetClassObject"));
+    for (ProbedClass& c : r.classes)
+      if (entry) DescribeClass(entry, manager, &c);
+  }
   hold.Release();
   return r;
 }
 
 ProbeResult ProbeModule(const tZOFIOPLUGINENTRY& e) {
-  std::string helper = HelperPath();
-  if (helper.empty()) return ProbeModuleHere(e.path, e.PreloadModules);
+  // Never in process: a module that crashes while it loads would take the
+  // host with it.
+  std::string problem;
+  std::string helper = HelperPath(&problem);
+  if (helper.empty()) return NotRun(problem, 0);
   return RunHelper(helper, e);
 }
 
@@ -293,10 +409,17 @@ std::string FormatProbeReport(const ProbeResult& r) {
     std::snprintf(line, sizeof line, "class %s %u %u %u %u ", vane::platform::GuidToString(c.classId).c_str(),
                   unsigned(c.access), unsigned(c.streamTypes), unsigned(c.flags), unsigned(c.enumerable));
     out += line;
-    std::string name = Utf8(c.name);
-    for (char& ch : name)
-      if (ch == '\n' || ch == '\r') ch = ' ';
-    out += name + "\n";
+    out += OneLine(c.name) + "\n";
+    if (c.readerKnown) {
+      out += "reader " + vane::platform::GuidToString(c.reader) + "\n";
+      out += "readerext " + OneLine(c.readerExt) + "\n";
+      out += "readername " + OneLine(c.readerName) + "\n";
+    }
+    if (c.rendererKnown) {
+      out += "renderer " + vane::platform::GuidToString(c.renderer) + "\n";
+      out += "rendererext " + OneLine(c.rendererExt) + "\n";
+      out += "renderername " + OneLine(c.rendererName) + "\n";
+    }
   }
   out += "end\n";
   return out;
@@ -330,6 +453,34 @@ bool ParseProbeReport(const std::string& text, ProbeResult* out) {
       size_t nameAt = 6 + size_t(used);
       if (used > 0 && nameAt <= line.size()) c.name = vane::platform::FromUtf8(line.substr(nameAt));
       r.classes.push_back(std::move(c));
+    } else if (line.rfind("reader", 0) == 0 || line.rfind("renderer", 0) == 0) {
+      // Facts of the class line before.
+      if (r.classes.empty()) return false;
+      ProbedClass& c = r.classes.back();
+      size_t space = line.find(' ');
+      if (space == std::string::npos) return false;
+      std::string key = line.substr(0, space), value = line.substr(space + 1);
+      if (key == "reader" || key == "renderer") {
+        GUID g;
+        if (!vane::platform::GuidFromString(value.c_str(), &g)) return false;
+        if (key == "reader") {
+          c.reader = g;
+          c.readerKnown = true;
+        } else {
+          c.renderer = g;
+          c.rendererKnown = true;
+        }
+      } else if (key == "readerext") {
+        c.readerExt = vane::platform::FromUtf8(value);
+      } else if (key == "readername") {
+        c.readerName = vane::platform::FromUtf8(value);
+      } else if (key == "rendererext") {
+        c.rendererExt = vane::platform::FromUtf8(value);
+      } else if (key == "renderername") {
+        c.rendererName = vane::platform::FromUtf8(value);
+      } else {
+        return false;
+      }
     } else if (line == "end") {
       ended = true;
     } else {

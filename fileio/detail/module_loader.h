@@ -40,24 +40,39 @@ struct ProbedClass {
   DWORD streamTypes = 0;
   DWORD flags = 0;
   DWORD enumerable = 0;
+  // What the class itself says once made, when the probe could make it: its
+  // reader (renderer) id, extension list and display name.
+  bool readerKnown = false;
+  GUID reader = GUID_NULL;
+  std::u16string readerExt, readerName;
+  bool rendererKnown = false;
+  GUID renderer = GUID_NULL;
+  std::u16string rendererExt, rendererName;
 };
 
 struct ProbeResult {
   HRESULT status = S_OK;    // of loading and the discovery object
   bool contained = false;   // ran in a child process
   bool crashed = false;     // the child died or hung: never load in process
+  // The probe could not run at all (no helper, no pipe, no process): the
+  // module is neither loaded nor judged at this start.
+  bool notRun = false;
+  std::string problem;  // why the module is unusable, for the user
   std::vector<ProbedClass> classes;
 };
 
-// Probes a module in a child process (the vane-probe helper) when a helper
-// is found, in process otherwise. The helper is $VANE_PROBE_HELPER, else
+// Probes a module in a child process (the vane-probe helper); without a
+// helper the probe does not run (notRun). The helper is $VANE_PROBE_HELPER, else
 // "vane-probe" beside the kernel module or in ../bin, lib/ or the
 // executable's folder. A child that takes longer than
 // $VANE_PROBE_TIMEOUT_MS (10000 by default) is killed.
 ProbeResult ProbeModule(const tZOFIOPLUGINENTRY& e);
 
 // The probe in this process, also what the helper runs. Writes nothing.
-ProbeResult ProbeModuleHere(const std::u16string& path, const std::u16string& preloads);
+// With `manager`, each class is also made (reader and renderer as its access
+// says), handed `manager`, and asked for its id and texts.
+ProbeResult ProbeModuleHere(const std::u16string& path, const std::u16string& preloads,
+                            IZoFileIOManager* manager = nullptr);
 
 // The helper's report: one line per fact, parsed back by the manager.
 std::string FormatProbeReport(const ProbeResult& r);

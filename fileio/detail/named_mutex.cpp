@@ -3,6 +3,7 @@
 
 #include <fcntl.h>
 #include <sys/file.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -27,11 +28,44 @@ std::map<std::string, std::weak_ptr<NamedMutex::Shared>>& Registry() {
   return *r;
 }
 
+// A folder that is ours alone: a real directory (not a link), owned by
+// this user, writable by nobody else.
+bool PrivateFolder(const std::string& path) {
+  struct stat st {};
+  return ::lstat(path.c_str(), &st) == 0 && S_ISDIR(st.st_mode) && st.st_uid == ::geteuid() &&
+         (st.st_mode & (S_IWGRP | S_IWOTH)) == 0;
+}
+
+// The folder for lock files; empty when no private one can be had. Shared
+// folders such as /tmp are never used: anyone could hold a lock there.
 std::string LockFolder() {
-  const char* runtime = std::getenv("XDG_RUNTIME_DIR");
-  if (runtime && *runtime && ::access(runtime, W_OK) == 0) return runtime;
-  const char* tmp = std::getenv("TMPDIR");
-  return tmp && *tmp ? tmp : "/tmp";
+  if (const char* runtime = std::getenv("XDG_RUNTIME_DIR"); runtime && *runtime && PrivateFolder(runtime))
+    return runtime;
+  std::string base;
+  if (const char* cache = std::getenv("XDG_CACHE_HOME"); cache && *cache) {
+    base = cache;
+  } else if (const char* home = std::getenv("HOME"); home && *home) {
+    base = std::string(home) + "/.cache";
+  } else {
+    return {};
+  }
+  ::mkdir(base.c_str(), 0700);
+  std::string folder = base + "/vane-locks";
+  ::mkdir(folder.c_str(), 0700);
+  return PrivateFolder(folder) ? folder : std::string();
+}
+
+// Opens the lock file without following a link and only when it is a plain
+// file of ours; -1 otherwise.
+int OpenLockFile(const std::string& path) {
+  int fd = ::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600);
+  if (fd < 0) return -1;
+  struct stat st {};
+  if (::fstat(fd, &st) != 0 || !S_ISREG(st.st_mode) || st.st_uid != ::geteuid()) {
+    ::close(fd);
+    return -1;
+  }
+  return fd;
 }
 
 // A file name from the mutex name: path separators and blanks become '_'.
@@ -50,7 +84,8 @@ NamedMutex::NamedMutex(const std::string& name) : m_name(name) {
   m_shared = slot.lock();
   if (!m_shared) {
     m_shared = std::make_shared<Shared>();
-    m_shared->lockPath = LockFolder() + "/" + LockFileName(name);
+    std::string folder = LockFolder();
+    if (!folder.empty()) m_shared->lockPath = folder + "/" + LockFileName(name);
     slot = m_shared;
   }
 }
@@ -65,7 +100,7 @@ NamedMutex::~NamedMutex() {
 void NamedMutex::Lock() {
   m_shared->inProcess.lock();
   if (m_shared->depth++ == 0) {
-    m_shared->fd = ::open(m_shared->lockPath.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+    m_shared->fd = m_shared->lockPath.empty() ? -1 : OpenLockFile(m_shared->lockPath);
     // Without a lock file the in-process mutex still serialises this process.
     if (m_shared->fd >= 0) {
       while (::flock(m_shared->fd, LOCK_EX) != 0 && errno == EINTR) {
@@ -73,6 +108,8 @@ void NamedMutex::Lock() {
     }
   }
 }
+
+std::string NamedMutex::LockPath() const { return m_shared->lockPath; }
 
 void NamedMutex::Unlock() {
   if (--m_shared->depth == 0 && m_shared->fd >= 0) {

@@ -1,8 +1,11 @@
 // SPDX-License-Identifier: MIT
 // The manager's named mutex: an in-process recursive mutex shared by name,
-// plus an flock on a lock file under $XDG_RUNTIME_DIR (else the temp folder)
+// plus an flock on a lock file in a folder only this user can write
+// ($XDG_RUNTIME_DIR, else $XDG_CACHE_HOME/vane-locks or ~/.cache/vane-locks),
 // held while any thread of this process owns it, so two managers of one
-// process and two processes of one executable exclude each other.
+// process and two processes of one executable exclude each other, and
+// another user cannot hold the lock. Without such a folder only the
+// in-process mutex is taken.
 #pragma once
 
 #include <memory>
@@ -21,6 +24,8 @@ class NamedMutex {
   void Lock();
   void Unlock();
   const std::string& name() const { return m_name; }
+  // The lock file used, or empty when there is none.
+  std::string LockPath() const;
 
   struct Shared;
 

@@ -81,7 +81,14 @@ TEST(ProbeReport, RoundTripsAndRejectsDamagedReports) {
   c.name = u"Name with blanks";
   c.access = 3;
   c.flags = 5;
-  r.classes = {c, c};
+  ProbedClass described = c;
+  described.readerKnown = described.rendererKnown = true;
+  described.reader = VANE_GUID(7, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11);
+  described.renderer = VANE_GUID(8, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11);
+  described.readerExt = u"*.a;*.b";
+  described.readerName = u"Reader\nname";  // one line in the report
+  described.rendererExt = u"";
+  r.classes = {c, described};
   std::string text = FormatProbeReport(r);
   ProbeResult back;
   ASSERT_TRUE(ParseProbeReport(text, &back));
@@ -89,6 +96,16 @@ TEST(ProbeReport, RoundTripsAndRejectsDamagedReports) {
   ASSERT_EQ(back.classes.size(), 2u);
   EXPECT_EQ(back.classes[1].name, c.name);
   EXPECT_EQ(back.classes[1].flags, 5u);
+  EXPECT_FALSE(back.classes[0].readerKnown);
+  EXPECT_TRUE(back.classes[1].readerKnown && back.classes[1].rendererKnown);
+  EXPECT_EQ(back.classes[1].reader, described.reader);
+  EXPECT_EQ(back.classes[1].renderer, described.renderer);
+  EXPECT_EQ(back.classes[1].readerExt, u"*.a;*.b");
+  EXPECT_EQ(back.classes[1].readerName, u"Reader name");
+  EXPECT_EQ(back.classes[1].rendererExt, u"");
+  // Class facts need a class line before them, and known keys.
+  EXPECT_FALSE(ParseProbeReport("status 0\nreader {00000007-0002-0003-0405-060708090A0B}\nend\n", &back));
+  EXPECT_FALSE(ParseProbeReport(FormatProbeReport(r).insert(FormatProbeReport(r).size() - 4, "readerjunk x\n"), &back));
   // A child that died before "end" said nothing usable.
   for (size_t cut : {size_t(0), text.size() / 2, text.size() - 4})
     EXPECT_FALSE(ParseProbeReport(text.substr(0, cut), &back)) << cut;

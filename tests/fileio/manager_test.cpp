@@ -1,17 +1,24 @@
 // SPDX-License-Identifier: MIT
 #include "fileio/manager.h"
 
+#include <dlfcn.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <utime.h>
 
+#include <chrono>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <future>
 #include <ostream>
+#include <thread>
 
 #include "fileio/detail/module_loader.h"
+#include "fileio/detail/named_mutex.h"
 #include "fileio/team_guids.h"
+#include "kernel/message_box.h"
 #include "platform/file.h"
 #include "platform/profile.h"
 #include "platform/wtext.h"
@@ -81,6 +88,34 @@ class ManagerTest : public ::testing::Test {
     HRESULT hr = vane::fileio::ProbeFile(m, file.c_str(), &r);
     if (stage) *stage = r.stage;
     return {hr, r.reader};
+  }
+
+  // Changes the cache file of `m` in place: a null value deletes the key.
+  static void EditCache(const std::u16string& cachePath, const std::u16string& section, const std::u16string& key,
+                        const char16_t* value) {
+    ASSERT_EQ(vane::platform::UpdateIniFile(ToUtf8(cachePath),
+                                            [&](vane::platform::IniFile& f) {
+                                              if (value)
+                                                f.Set(section, key, value);
+                                              else
+                                                f.DeleteKey(section, key);
+                                              return true;
+                                            }),
+              0u);
+  }
+
+  // The cache section of an installed module: the one whose Path names it.
+  std::u16string Section(const std::u16string& cachePath, const std::string& module) {
+    auto cache = vane::platform::LoadIniSnapshot(ToUtf8(cachePath));
+    std::u16string path = FromUtf8((m_dir / "plugins" / (module + ".so")).string());
+    if (cache)
+      for (const auto& name : cache->SectionNames())
+        if (const auto* p = cache->Find(name, u"Path"); p && *p == path) return name;
+    return u"(no section)";
+  }
+
+  std::u16string ClassSection(const std::u16string& cachePath, const std::string& module, const GUID& id) {
+    return Section(cachePath, module) + u"." + vane::platform::GuidToU16String(id);
   }
 
   vane::test::ScratchDir m_dir;
@@ -153,10 +188,13 @@ TEST_F(ManagerTest, ChangedModuleTimeIsProbedAgain) {
   ASSERT_EQ(::utime((m_dir / "plugins" / "beta.so").c_str(), &times), 0);
   size_t before = vane::fileio::detail::ModuleLoadCount();
   auto m = Create();
-  // The re-probed module's class is initialised once at this start.
-  EXPECT_EQ(vane::fileio::detail::ModuleLoadCount() - before, 1u);
-  EXPECT_EQ(Find(vane::fileio::DescribePlugins(m.Get()), "beta")->state, "ready");
-  EXPECT_EQ(Find(vane::fileio::DescribePlugins(m.Get()), "alpha")->state, "not loaded");
+  // The probe child described the class: nothing is loaded in process.
+  EXPECT_EQ(vane::fileio::detail::ModuleLoadCount() - before, 0u);
+  auto list = vane::fileio::DescribePlugins(m.Get());
+  EXPECT_EQ(Find(list, "beta")->state, "not loaded");
+  EXPECT_EQ(Find(list, "beta")->reader, FakeReader(0xB2000000));
+  EXPECT_EQ(Find(list, "beta")->extensions, u"*.bet");
+  EXPECT_EQ(Find(list, "alpha")->state, "not loaded");
 }
 
 TEST_F(ManagerTest, DeletedModuleIsSkippedAndItsSectionKept) {
@@ -167,7 +205,7 @@ TEST_F(ManagerTest, DeletedModuleIsSkippedAndItsSectionKept) {
   EXPECT_EQ(m->GetReaderCount(), 1);
   auto cache = vane::platform::LoadIniSnapshot(ToUtf8(Impl(m)->CachePath()));
   ASSERT_TRUE(cache);
-  EXPECT_NE(cache->FindSection(u"beta"), nullptr);
+  EXPECT_NE(cache->FindSection(Section(Impl(m)->CachePath(), "beta")), nullptr);
 }
 
 TEST_F(ManagerTest, CrashingAndHangingModulesAreHiddenRecordedAndNeverLoaded) {
@@ -178,11 +216,13 @@ TEST_F(ManagerTest, CrashingAndHangingModulesAreHiddenRecordedAndNeverLoaded) {
   auto list = vane::fileio::DescribePlugins(m.Get());
   EXPECT_EQ(Find(list, "crash")->state, "hidden");
   EXPECT_EQ(Find(list, "hang")->state, "hidden");
+  EXPECT_NE(Find(list, "crash")->reason.find("crashed"), std::string::npos) << Find(list, "crash")->reason;
+  EXPECT_NE(Find(list, "hang")->reason.find("hung"), std::string::npos) << Find(list, "hang")->reason;
   EXPECT_EQ(m->GetReaderCount(), 1);
   auto cache = vane::platform::LoadIniSnapshot(ToUtf8(Impl(m)->CachePath()));
   ASSERT_TRUE(cache);
-  EXPECT_NE(cache->Find(u"crash", u"ModTime"), nullptr);
-  EXPECT_NE(cache->Find(u"hang", u"ModTime"), nullptr);
+  EXPECT_NE(cache->Find(Section(Impl(m)->CachePath(), "crash"), u"ModTime"), nullptr);
+  EXPECT_NE(cache->Find(Section(Impl(m)->CachePath(), "hang"), u"ModTime"), nullptr);
   m.Reset();
   // The next start believes the cache: no child process, no load, no wait.
   setenv("VANE_PROBE_HELPER", "/nonexistent/helper", 1);
@@ -254,7 +294,15 @@ TEST_F(ManagerTest, MonikerIsCutForTheProbeAndHandedWholeToTheReader) {
   WCHAR got[600] = {};
   ASSERT_EQ(f->GetFileName(got, 600), S_OK);
   EXPECT_EQ(std::u16string(got), name);
-  std::u16string tooLong = u"/" + std::u16string(530, u'a');
+  // A file whose own name holds the "?" is opened by it.
+  std::u16string literal = File("odd.dat?x=1", "ALPH");
+  ASSERT_EQ(m->OpenReadFile(literal.c_str(), f.ReleaseAndGetAddressOf(), 0), S_OK);
+  // Long names are taken up to the platform's limit: this one is simply not there.
+  std::u16string deep = FromUtf8(m_dir.path().string());
+  for (int i = 0; i < 3; ++i) deep += u"/" + std::u16string(200, char16_t(u'a' + i));
+  EXPECT_EQ(m->OpenReadFile((deep + u".alp").c_str(), f.ReleaseAndGetAddressOf(), 0),
+            HRESULT_FROM_WIN32(ERROR_PATH_NOT_FOUND));
+  std::u16string tooLong = u"/" + std::u16string(5000, u'a');
   EXPECT_EQ(m->OpenReadFile(tooLong.c_str(), f.ReleaseAndGetAddressOf(), 0), ZOERR_BUFFER_TOO_SMALL);
 }
 
@@ -437,6 +485,542 @@ TEST_F(ManagerTest, NameArrayCreationUsesOnlyTheListedModules) {
   EXPECT_EQ(std::u16string(info.modulePath), alpha);
   info.cbSize = 593;
   EXPECT_EQ(m->GetPluginInfo(FakeId(0xA1000000), &info), E_FAIL);
+}
+
+}  // namespace
+
+namespace {
+
+TEST_F(ManagerTest, DamagedClassSectionsAreInitialisedAgainAndRepaired) {
+  Install({"alpha", "pair"});
+  std::u16string cachePath;
+  {
+    auto m = Create();
+    cachePath = Impl(m)->CachePath();
+    EXPECT_EQ(m->GetReaderCount(), 3);
+  }
+  const std::u16string alphaClass = ClassSection(cachePath, "alpha", FakeId(0xA1000000));
+  const std::u16string pairSecond = ClassSection(cachePath, "pair", FakeId(0x9F000001));
+  EditCache(cachePath, alphaClass, u"Access", nullptr);
+  EditCache(cachePath, pairSecond, u"ModTime", u"1");
+  {
+    auto m = Create();
+    EXPECT_EQ(m->GetReaderCount(), 3);
+    EXPECT_EQ(m->GetRendererCount(), 1);
+    // Each class keeps its own reader id and texts, none of its sibling's.
+    for (DWORD id : {0xA1000000u, 0x9F000000u, 0x9F000001u}) {
+      ComPtr<IZoReadFileClass> cls;
+      EXPECT_EQ(m->GetReadClassByGuid(cls.ReleaseAndGetAddressOf(), FakeReader(id)), S_OK) << std::hex << id;
+    }
+    EXPECT_EQ(Probe(m.Get(), File("x.alp", "ALPH")).first, S_OK);
+  }
+  auto cache = vane::platform::LoadIniSnapshot(ToUtf8(cachePath));
+  ASSERT_TRUE(cache);
+  ASSERT_NE(cache->Find(alphaClass, u"Access"), nullptr);
+  EXPECT_EQ(*cache->Find(alphaClass, u"Access"), u"48");
+  ASSERT_NE(cache->Find(pairSecond, u"ModTime"), nullptr);
+  EXPECT_EQ(*cache->Find(pairSecond, u"ModTime"), *cache->Find(Section(cachePath, "pair"), u"ModTime"));
+  ASSERT_NE(cache->Find(pairSecond, u"Reader"), nullptr);
+  EXPECT_EQ(*cache->Find(pairSecond, u"Reader"), vane::platform::GuidToU16String(FakeReader(0x9F000001)));
+  // The repaired cache holds: a third start reads it whole.
+  auto m = Create();
+  EXPECT_EQ(m->GetReaderCount(), 3);
+  EXPECT_EQ(m->GetRendererCount(), 1);
+}
+
+}  // namespace
+
+namespace {
+
+// Runs `work` on another thread and gives up on the whole test program when
+// it does not finish: a deadlocked manager cannot be torn down.
+template <typename F>
+auto WithinSeconds(int seconds, F work) {
+  auto done = std::async(std::launch::async, std::move(work));
+  if (done.wait_for(std::chrono::seconds(seconds)) != std::future_status::ready) {
+    ADD_FAILURE() << "did not finish within " << seconds << " s";
+    std::fflush(stdout);
+    std::_Exit(1);
+  }
+  return done.get();
+}
+
+TEST_F(ManagerTest, PluginMayCallTheManagerFromItsInitialisation) {
+  Install({"alpha", "caller"});
+  for (DWORD flags : {DWORD(0), DWORD(0), vane::fileio::kCreateRebuild}) {
+    auto states = WithinSeconds(30, [&] {
+      auto m = Create(flags);
+      ComPtr<IZoReadFileClass> cls;
+      HRESULT hr = m->GetReadClassByGuid(cls.ReleaseAndGetAddressOf(), FakeReader(0x9B000000));
+      auto list = vane::fileio::DescribePlugins(m.Get());
+      return std::make_tuple(hr, Find(list, "caller")->state, Find(list, "alpha")->state);
+    });
+    EXPECT_EQ(std::get<0>(states), S_OK) << flags;
+    EXPECT_EQ(std::get<1>(states), "ready");
+    EXPECT_EQ(std::get<2>(states), "ready");  // looked up from inside SetIOManager
+  }
+}
+
+}  // namespace
+
+namespace {
+
+// Reader classes in type-index order, and the reader a file of Alpha's kind goes to.
+std::pair<std::vector<GUID>, GUID> ReaderOrder(IZoFileIOMgrForApp* m, const std::u16string& file) {
+  std::vector<GUID> order;
+  for (auto* e : static_cast<vane::fileio::CZoFileIOManager*>(m)->SortedReaders()) order.push_back(e->classId);
+  vane::fileio::ProbeReport r;
+  vane::fileio::ProbeFile(m, file.c_str(), &r);
+  return {order, r.reader};
+}
+
+TEST_F(ManagerTest, RankOrderIsTheSameOnEveryKindOfStart) {
+  // Ranked's reader id stands high in the rank table, its class id sorts
+  // after Alpha's: only a sort that knows reader ids puts it first.
+  Install({"alpha", "beta"});
+  { auto m = Create(); }
+  Install({"alpha", "beta", "ranked"});
+  std::u16string file = File("x.dat", "ALPH and more");
+  const std::vector<GUID> expected = {FakeId(0xFF000000), FakeId(0xA1000000), FakeId(0xB2000000)};
+  // The start that probes the new module, the cached start, a rebuild and a
+  // start without the cache.
+  for (DWORD flags : {DWORD(0), DWORD(0), vane::fileio::kCreateRebuild, vane::fileio::kCreateNoCache}) {
+    auto m = Create(flags);
+    auto [order, reader] = ReaderOrder(m.Get(), file);
+    EXPECT_EQ(order, expected) << "flags " << flags;
+    EXPECT_EQ(reader, GUID_VaneWave64Reader) << "flags " << flags;
+  }
+}
+
+}  // namespace
+
+namespace {
+
+TEST_F(ManagerTest, AddingCandidatesAgainKeepsEachModuleOnce) {
+  Install({"pair", "beta"});
+  std::u16string pair = FromUtf8((m_dir / "plugins" / "pair.so").string());
+  std::u16string beta = FromUtf8((m_dir / "plugins" / "beta.so").string());
+  const WCHAR* first[] = {pair.c_str()};
+  const WCHAR* both[] = {pair.c_str(), beta.c_str()};
+  ComPtr<IZoFileIOMgrForApp> m;
+  ASSERT_EQ(ZOFileIO_CreateInstance(m.ReleaseAndGetAddressOf(), 0, first, 1), S_OK);
+  ComPtr<IZoReadFileClass> held;
+  ASSERT_EQ(m->GetReadClassByGuid(held.ReleaseAndGetAddressOf(), FakeReader(0x9F000000)), S_OK);
+  for (int round = 0; round < 2; ++round) {
+    BOOL allCached = FALSE;
+    ASSERT_EQ(m->AddCandidates(nullptr, both, 2, 0, &allCached), S_OK);
+    ASSERT_EQ(m->AttachPluginList(nullptr, 0, nullptr, 0), S_OK);
+    EXPECT_EQ(vane::fileio::DescribePlugins(m.Get()).size(), 3u) << "round " << round;
+    EXPECT_EQ(m->GetReaderCount(), 3);
+  }
+  // The class handed out before is still the one the manager holds.
+  ComPtr<IZoReadFileClass> again;
+  ASSERT_EQ(m->GetReadClassByGuid(again.ReleaseAndGetAddressOf(), FakeReader(0x9F000000)), S_OK);
+  EXPECT_EQ(again.Get(), held.Get());
+  held.Reset();
+  again.Reset();
+  m.Reset();  // every class released once (the sanitizer build checks)
+}
+
+}  // namespace
+
+namespace {
+
+TEST_F(ManagerTest, MissingProbeHelperHidesNewModulesForThisStartOnly) {
+  Install({"alpha"});
+  setenv("VANE_PROBE_HELPER", (m_dir / "no-such-helper").c_str(), 1);
+  size_t before = vane::fileio::detail::ModuleLoadCount();
+  std::u16string cachePath;
+  {
+    auto m = Create();
+    cachePath = Impl(m)->CachePath();
+    EXPECT_EQ(vane::fileio::detail::ModuleLoadCount(), before);  // never loaded in process
+    EXPECT_EQ(m->GetReaderCount(), 0);
+    auto list = vane::fileio::DescribePlugins(m.Get());
+    ASSERT_NE(Find(list, "alpha"), nullptr);
+    EXPECT_EQ(Find(list, "alpha")->state, "hidden");
+    EXPECT_NE(Find(list, "alpha")->reason.find("no-such-helper"), std::string::npos) << Find(list, "alpha")->reason;
+  }
+  auto cache = vane::platform::LoadIniSnapshot(ToUtf8(cachePath));
+  EXPECT_EQ(Section(cachePath, "alpha"), u"(no section)");
+  // With the helper back the module is probed and found.
+  setenv("VANE_PROBE_HELPER", VANE_PROBE_HELPER_PATH, 1);
+  auto m = Create();
+  EXPECT_EQ(m->GetReaderCount(), 1);
+  EXPECT_EQ(Find(vane::fileio::DescribePlugins(m.Get()), "alpha")->reason, "");
+}
+
+}  // namespace
+
+namespace {
+
+TEST_F(ManagerTest, ClassThatCannotBeMadeGivesItsOwnStatus) {
+  // Making its reader class fails; it sorts before Alpha.
+  Install({"nocreate", "alpha"});
+  auto m = Create();
+  ComPtr<IZoReadFileClass> cls;
+  EXPECT_EQ(m->GetReadClassByGuid(cls.ReleaseAndGetAddressOf(), FakeId(0x9C000000)), E_ACCESSDENIED);
+  auto list = vane::fileio::DescribePlugins(m.Get());
+  EXPECT_EQ(Find(list, "nocreate")->state, "failed");
+  EXPECT_NE(Find(list, "nocreate")->reason.find("80070005"), std::string::npos) << Find(list, "nocreate")->reason;
+  // A file another reader takes is simply taken: no fallback is noted.
+  std::u16string alpha = File("x.dat", "ALPH....");
+  HANDLE h = CreateFileW(alpha.c_str(), GENERIC_READ, 3, nullptr, OPEN_EXISTING, 0, nullptr);
+  ASSERT_NE(h, INVALID_HANDLE_VALUE);
+  LONG index = -1;
+  EXPECT_EQ(m->FindReaderForHandle(h, alpha.c_str(), &index, 0), S_OK);
+  CloseHandle(h);
+  // Unknown bytes still go to the by-name probe.
+  ProbeStage stage;
+  auto [hr, reader] = Probe(m.Get(), File("y.alp", "unknown bytes"), &stage);
+  EXPECT_EQ(hr, S_OK);
+  EXPECT_EQ(stage, ProbeStage::Name);
+  EXPECT_EQ(reader, FakeReader(0xA1000000));
+}
+
+}  // namespace
+
+namespace {
+
+TEST_F(ManagerTest, ProbeKeepsModulesThatPrintAndCatchesCrashesInClassCode) {
+  Install({"printer", "crashtext", "alpha"});
+  size_t before = vane::fileio::detail::ModuleLoadCount();
+  auto m = Create();
+  auto list = vane::fileio::DescribePlugins(m.Get());
+  // What a plug-in prints while loading is not taken for the report.
+  EXPECT_EQ(Find(list, "printer")->state, "not loaded");
+  EXPECT_EQ(Find(list, "printer")->reader, FakeReader(0x9D000000));
+  // GetInfoText crashes: only the child died, and the module stays out.
+  EXPECT_EQ(Find(list, "crashtext")->state, "hidden");
+  EXPECT_NE(Find(list, "crashtext")->reason.find("crashed"), std::string::npos);
+  EXPECT_EQ(vane::fileio::detail::ModuleLoadCount(), before);
+  EXPECT_EQ(m->GetReaderCount(), 2);
+  EXPECT_EQ(Probe(m.Get(), File("p.prn", "PRNT")).first, S_OK);
+}
+
+TEST_F(ManagerTest, HelperThatGivesNoReportDoesNotCondemnTheModule) {
+  Install({"alpha"});
+  setenv("VANE_PROBE_HELPER", "/bin/true", 1);
+  {
+    auto m = Create();
+    EXPECT_EQ(m->GetReaderCount(), 0);
+    EXPECT_NE(Find(vane::fileio::DescribePlugins(m.Get()), "alpha")->reason.find("no usable report"),
+              std::string::npos);
+  }
+  setenv("VANE_PROBE_HELPER", VANE_PROBE_HELPER_PATH, 1);
+  EXPECT_EQ(Create()->GetReaderCount(), 1);
+}
+
+}  // namespace
+
+namespace {
+
+// The class objects a loaded test module has made so far ('R' reader, 'W' renderer).
+std::string CreatedBy(const fs::path& module) {
+  void* h = ::dlopen(module.c_str(), RTLD_NOW | RTLD_NOLOAD);
+  if (!h) return "(not loaded)";
+  auto created = reinterpret_cast<const char* (*)()>(::dlsym(h, "FakeCreated"));
+  std::string out = created ? created() : "(no log)";
+  ::dlclose(h);
+  return out;
+}
+
+TEST_F(ManagerTest, LookingUpOneKindMakesBothRendererFirst) {
+  Install({"alpha"});
+  auto m = Create();
+  ComPtr<IZoReadFileClass> reader;
+  ASSERT_EQ(m->GetReadClassByGuid(reader.ReleaseAndGetAddressOf(), FakeReader(0xA1000000)), S_OK);
+  EXPECT_EQ(CreatedBy(m_dir / "plugins" / "alpha.so"), "WR");
+  ComPtr<IZoRenderFileClass> renderer;
+  ASSERT_EQ(m->GetRenderClassByIndex(renderer.ReleaseAndGetAddressOf(), 0), S_OK);
+  EXPECT_EQ(CreatedBy(m_dir / "plugins" / "alpha.so"), "WR");  // nothing made twice
+}
+
+TEST_F(ManagerTest, SixteenClassLimitDropsTheSeventeenthAndTheOrderHolds) {
+  Install({"many"});
+  std::vector<std::u16string> firstKeys;
+  for (int start = 0; start < 3; ++start) {
+    auto m = Create();
+    EXPECT_EQ(m->GetReaderCount(), start == 0 ? 17 : 16) << start;
+    EXPECT_EQ(m->IsPluginKnown(FakeId(0xE6000000)), S_OK) << start;
+    if (start > 0) {
+      EXPECT_EQ(m->IsPluginKnown(FakeId(0xE6000010)), ZOERR_NOT_FOUND) << start;
+    }
+    auto cache = vane::platform::LoadIniSnapshot(ToUtf8(Impl(m)->CachePath()));
+    ASSERT_TRUE(cache);
+    std::vector<std::u16string> classKeys;
+    for (const auto& k : cache->Keys(Section(Impl(m)->CachePath(), "many")))
+      if (!k.empty() && k.front() == u'{') classKeys.push_back(k);
+    ASSERT_FALSE(classKeys.empty());
+    EXPECT_EQ(classKeys.front(), vane::platform::GuidToU16String(FakeId(0xE6000000))) << start;
+    if (start == 0) {
+      firstKeys = classKeys;
+    } else {
+      ASSERT_GE(classKeys.size(), 16u);
+      EXPECT_EQ(std::vector<std::u16string>(classKeys.begin(), classKeys.begin() + 16),
+                std::vector<std::u16string>(firstKeys.begin(), firstKeys.begin() + 16))
+          << start;
+    }
+  }
+}
+
+TEST_F(ManagerTest, ZeroEnumerableWordDoesNotHideAClass) {
+  Install({"sulky"});
+  EXPECT_EQ(Create()->GetReaderCount(), 1);
+  EXPECT_EQ(Create()->GetReaderCount(), 1);  // and so from the cache
+}
+
+int g_boxes = 0;
+std::u16string g_boxText;
+UINT g_boxStyle = 0;
+int RecordBox(HWND, LPCWSTR text, LPCWSTR, UINT style, void*) {
+  ++g_boxes;
+  g_boxText = text ? text : u"";
+  g_boxStyle = style;
+  return IDOK;
+}
+
+TEST_F(ManagerTest, StatusHelpersAskTheClassAndReportThroughTheHostsHandler) {
+  Install({"alpha", "sulky"});
+  auto m = Create();
+  ComPtr<IZoReadFileClass> good, sulky;
+  ComPtr<IZoRenderFileClass> renderer;
+  ASSERT_EQ(m->GetReadClassByGuid(good.ReleaseAndGetAddressOf(), FakeReader(0xA1000000)), S_OK);
+  ASSERT_EQ(m->GetReadClassByGuid(sulky.ReleaseAndGetAddressOf(), FakeReader(0x96000000)), S_OK);
+  ASSERT_EQ(m->GetRenderClassByIndex(renderer.ReleaseAndGetAddressOf(), 0), S_OK);
+  EXPECT_TRUE(ZoFio_IsPluginAccessible(good.Get()));
+  EXPECT_TRUE(ZoFio_IsPluginAccessible(renderer.Get()));  // GetStatus not implemented
+  EXPECT_FALSE(ZoFio_IsPluginAccessible(sulky.Get()));
+  g_boxes = 0;
+  ZoKernel_SetMessageBoxHandler(&RecordBox, nullptr);
+  EXPECT_EQ(ZoFio_DisclosePluginProblems(good.Get(), nullptr), S_OK);
+  EXPECT_EQ(g_boxes, 0);
+  EXPECT_EQ(ZoFio_DisclosePluginProblems(sulky.Get(), nullptr), S_OK);
+  ZoKernel_SetMessageBoxHandler(nullptr, nullptr);
+  EXPECT_EQ(g_boxes, 1);
+  EXPECT_NE(g_boxText.find(u"licence expired"), std::u16string::npos);
+  EXPECT_NE(g_boxText.find(u"Sulky"), std::u16string::npos);
+}
+
+}  // namespace
+
+namespace {
+
+TEST_F(ManagerTest, EachEnumeratorCallGetsItsOwnCursor) {
+  Install({"alpha", "beta"});
+  auto m = Create();
+  ComPtr<IZoFileIOTypeEnum> a, b;
+  ASSERT_EQ(m->GetReaderEnum(a.ReleaseAndGetAddressOf()), S_OK);
+  ASSERT_EQ(m->GetReaderEnum(b.ReleaseAndGetAddressOf()), S_OK);
+  IUnknown* got[2] = {};
+  ULONG fetched = 0;
+  EXPECT_EQ(a->Next(2, got, &fetched), S_OK);
+  EXPECT_EQ(fetched, 2u);
+  for (IUnknown* u : got) u->Release();
+  EXPECT_EQ(b->Next(1, got, &fetched), S_OK);  // not moved by a
+  EXPECT_EQ(fetched, 1u);
+  got[0]->Release();
+  ComPtr<IZoFileIOTypeEnum> c;
+  ASSERT_EQ(b->Clone(c.ReleaseAndGetAddressOf()), S_OK);  // a clone starts where its source stands
+  EXPECT_EQ(c->Next(2, got, &fetched), S_FALSE);
+  EXPECT_EQ(fetched, 1u);
+  got[0]->Release();
+  ComPtr<IZoFIOPluginEnum> p, q;
+  ASSERT_EQ(m->GetPluginEnum(p.ReleaseAndGetAddressOf()), S_OK);
+  ASSERT_EQ(m->GetPluginEnum(q.ReleaseAndGetAddressOf()), S_OK);
+  ZOFIO_PLUGININFO info[2] = {};
+  info[0].cbSize = info[1].cbSize = sizeof(ZOFIO_PLUGININFO);
+  EXPECT_EQ(p->Next(2, info, &fetched), S_OK);
+  EXPECT_EQ(q->Next(1, info, &fetched), S_OK);
+  EXPECT_EQ(fetched, 1u);
+}
+
+TEST_F(ManagerTest, ThreadsOpeningFilesOfOneNewClassShareOneInstance) {
+  Install({"alpha", "beta"});
+  auto m = Create();
+  std::vector<std::u16string> files;
+  for (int i = 0; i < 8; ++i) files.push_back(File("f" + std::to_string(i) + ".bet", "BETA"));
+  std::vector<std::thread> threads;
+  std::atomic<int> opened{0};
+  std::atomic<bool> go{false};
+  for (int t = 0; t < 8; ++t) {
+    threads.emplace_back([&, t] {
+      while (!go) std::this_thread::yield();
+      for (int round = 0; round < 4; ++round) {
+        ComPtr<IZoReadFile> f;
+        if (m->OpenReadFile(files[size_t((t + round) % 8)].c_str(), f.ReleaseAndGetAddressOf(), 0) == S_OK) ++opened;
+      }
+    });
+  }
+  go = true;
+  for (auto& t : threads) t.join();
+  EXPECT_EQ(opened, 32);
+  EXPECT_EQ(CreatedBy(m_dir / "plugins" / "beta.so"), "R");
+}
+
+TEST_F(ManagerTest, TwoProcessesStartingTogetherLoseNoCacheSection) {
+  Install({"alpha", "beta", "pair"});
+  std::vector<pid_t> children;
+  for (int i = 0; i < 2; ++i) {
+    pid_t pid = ::fork();
+    ASSERT_GE(pid, 0);
+    if (pid == 0) {
+      ComPtr<IZoFileIOMgrForApp> m;
+      HRESULT hr = ZOFileIO_CreateInstance(m.ReleaseAndGetAddressOf(), 0);
+      LONG readers = SUCCEEDED(hr) ? m->GetReaderCount() : -1;
+      m.Reset();
+      std::_Exit(int(readers));
+    }
+    children.push_back(pid);
+  }
+  for (pid_t pid : children) {
+    int status = 0;
+    ASSERT_EQ(::waitpid(pid, &status, 0), pid);
+    ASSERT_TRUE(WIFEXITED(status));
+    EXPECT_EQ(WEXITSTATUS(status), 4);
+  }
+  // Every module was written: a start that cannot probe still finds them all.
+  setenv("VANE_PROBE_HELPER", "/nonexistent/helper", 1);
+  EXPECT_EQ(Create()->GetReaderCount(), 4);
+}
+
+}  // namespace
+
+namespace {
+
+TEST_F(ManagerTest, ModulesOfOneNameInTwoFoldersKeepTwoSections) {
+  Install({"beta"});
+  fs::create_directories(m_dir / "plugins2");
+  fs::copy_file(fs::path(VANE_TEST_PLUGIN_DIR) / "alpha.so", m_dir / "plugins2" / "beta.so");
+  std::ofstream(m_dir / "plugins2" / "other.Fio2007-Config") << "[FileIO Plug-Ins]\nbeta=beta.so\n";
+  setenv("VANE_PLUGIN_PATH", ((m_dir / "plugins").string() + ":" + (m_dir / "plugins2").string()).c_str(), 1);
+  std::u16string cachePath;
+  {
+    auto m = Create();
+    cachePath = Impl(m)->CachePath();
+    EXPECT_EQ(m->GetReaderCount(), 2);
+  }
+  auto text = [&] {
+    std::ifstream in(ToUtf8(cachePath));
+    return std::string(std::istreambuf_iterator<char>(in), {});
+  };
+  // Both come from the cache now, and the cache settles.
+  setenv("VANE_PROBE_HELPER", "/nonexistent/helper", 1);
+  EXPECT_EQ(Create()->GetReaderCount(), 2);
+  std::string settled = text();
+  EXPECT_EQ(Create()->GetReaderCount(), 2);
+  EXPECT_EQ(text(), settled);
+}
+
+}  // namespace
+
+namespace {
+
+bool StartsWith(const std::string& s, const fs::path& folder) { return s.rfind(folder.string() + "/", 0) == 0; }
+
+TEST_F(ManagerTest, LockFileLivesInAPrivateFolderAndIsNeverFollowed) {
+  using vane::fileio::detail::NamedMutex;
+  fs::create_directories(m_dir / "tmp");
+  struct RestoreTmp {
+    std::string old;
+    bool had;
+    RestoreTmp() : old(std::getenv("TMPDIR") ? std::getenv("TMPDIR") : ""), had(std::getenv("TMPDIR")) {}
+    ~RestoreTmp() { had ? setenv("TMPDIR", old.c_str(), 1) : unsetenv("TMPDIR"); }
+  } restore;
+  setenv("TMPDIR", (m_dir / "tmp").c_str(), 1);
+  unsetenv("XDG_RUNTIME_DIR");
+  {
+    // No runtime folder: a private one under the cache home, never the shared temp folder.
+    NamedMutex mutex("Local_lock test one");
+    EXPECT_TRUE(StartsWith(mutex.LockPath(), m_dir / "cache" / "vane-locks")) << mutex.LockPath();
+    mutex.Lock();
+    mutex.Unlock();
+    EXPECT_EQ(fs::status(m_dir / "cache" / "vane-locks").permissions() & fs::perms::all, fs::perms::owner_all);
+    Install({"alpha"});
+    EXPECT_EQ(Create()->GetReaderCount(), 1);
+    EXPECT_TRUE(fs::is_empty(m_dir / "tmp"));
+  }
+  {
+    // A runtime folder others may write is not used.
+    fs::create_directories(m_dir / "shared");
+    fs::permissions(m_dir / "shared", fs::perms::all);
+    setenv("XDG_RUNTIME_DIR", (m_dir / "shared").c_str(), 1);
+    NamedMutex mutex("Local_lock test two");
+    EXPECT_FALSE(StartsWith(mutex.LockPath(), m_dir / "shared")) << mutex.LockPath();
+  }
+  {
+    // A link put where the lock file goes is not followed.
+    fs::create_directories(m_dir / "run");
+    fs::permissions(m_dir / "run", fs::perms::owner_all);
+    setenv("XDG_RUNTIME_DIR", (m_dir / "run").c_str(), 1);
+    NamedMutex mutex("Local_lock test three");
+    ASSERT_TRUE(StartsWith(mutex.LockPath(), m_dir / "run")) << mutex.LockPath();
+    fs::create_symlink(m_dir / "target", mutex.LockPath());
+    mutex.Lock();
+    mutex.Unlock();
+    EXPECT_FALSE(fs::exists(m_dir / "target"));
+  }
+}
+
+}  // namespace
+
+namespace {
+
+TEST_F(ManagerTest, CandidateListFromTheHelperCanBeGivenToAManager) {
+  Install({"alpha", "pair", "beta"});
+  std::string plugins = (m_dir / "plugins").string();
+  void* list = nullptr;
+  ASSERT_EQ(ZoFio_SetPluginCandidateDLLs(&list, {FromUtf8(plugins + "/alpha.so"), FromUtf8(plugins + "/pair.so")}),
+            S_OK);
+  auto m = Create(vane::fileio::kCreateNoDiscovery);
+  ASSERT_EQ(m->GetReaderCount(), 0);
+  BOOL allCached = TRUE;
+  ASSERT_EQ(m->LoadPluginList(list, 0, &allCached), S_OK);
+  EXPECT_FALSE(allCached);  // probed
+  const std::u16string beta = FromUtf8(plugins + "/beta.so");
+  const WCHAR* more[] = {beta.c_str()};
+  ASSERT_EQ(m->AddCandidates(list, more, 1, 0, &allCached), S_OK);
+  ASSERT_EQ(m->AttachPluginList(list, 0, nullptr, 0), S_OK);
+  EXPECT_EQ(m->GetReaderCount(), 4);
+  EXPECT_EQ(Probe(m.Get(), File("x.par", "PAIR")).first, S_OK);
+  ZoFio_FreePluginCandidateList(list);  // left empty by the manager
+  // A second list naming a module the manager has already adds only the new one.
+  list = nullptr;
+  ASSERT_EQ(ZoFio_SetPluginCandidateDLLs(&list, {FromUtf8(plugins + "/alpha.so")}), S_OK);
+  ASSERT_EQ(m->LoadPluginList(list, 0, &allCached), S_OK);
+  ASSERT_EQ(m->AttachPluginList(list, 0, nullptr, 0), S_OK);
+  EXPECT_EQ(m->GetReaderCount(), 4);
+  ZoFio_FreePluginCandidateList(list);
+}
+
+}  // namespace
+
+namespace {
+
+TEST_F(ManagerTest, ModulePathLongerThanTheRecordIsKeptAndSaidSo) {
+  fs::path deep = m_dir / "plugins";
+  std::string rel;
+  for (int i = 0; i < 2; ++i) {
+    std::string part(150, char('k' + i));
+    deep /= part;
+    rel += part + "/";
+  }
+  fs::create_directories(deep);
+  fs::copy_file(fs::path(VANE_TEST_PLUGIN_DIR) / "alpha.so", deep / "alpha.so");
+  std::ofstream(m_dir / "plugins" / "deep.Fio2007-Config") << "[FileIO Plug-Ins]\nalpha=" << rel << "alpha.so\n";
+  ASSERT_GT(FromUtf8((deep / "alpha.so").string()).size(), 259u);
+  EXPECT_EQ(Create()->GetReaderCount(), 1);
+  setenv("VANE_PROBE_HELPER", "/nonexistent/helper", 1);  // the cache holds it whole
+  auto m = Create();
+  EXPECT_EQ(m->GetReaderCount(), 1);
+  ZOFIO_PLUGININFO info{};
+  info.cbSize = sizeof info;
+  EXPECT_EQ(m->GetPluginInfo(FakeId(0xA1000000), &info), ZOERR_BUFFER_TOO_SMALL);
+  EXPECT_EQ(std::u16string(info.modulePath), FromUtf8((deep / "alpha.so").string()).substr(0, 259));
+  auto list = vane::fileio::DescribePlugins(m.Get());
+  ASSERT_EQ(list.size(), 1u);
+  EXPECT_EQ(list[0].module, FromUtf8((deep / "alpha.so").string()));
+  EXPECT_NE(list[0].reason.find("259"), std::string::npos);
 }
 
 }  // namespace

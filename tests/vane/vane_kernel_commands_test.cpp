@@ -88,5 +88,22 @@ TEST(VaneDemo, WalksItsStepsToTheEnd) {
   EXPECT_NE(out.find("done:"), std::string::npos);
 }
 
+TEST(VanePlugins, SaysWhyAModuleIsHidden) {
+  // Without the probe helper no new module may be loaded: each is listed as
+  // hidden with the reason, in the text and in the JSON.
+  ScratchDir dir;
+  std::string env = "VANE_PROBE_HELPER=/nonexistent/vane-probe XDG_CACHE_HOME=" + ShellQuote(dir.path().string()) +
+                    " XDG_CONFIG_HOME=" + ShellQuote(dir.path().string()) + " ";
+  std::string out;
+  ASSERT_EQ(RunCommand(env + Vane() + " plugins 2>/dev/null", &out), 0);
+  if (out.find("no plug-ins found") != std::string::npos) GTEST_SKIP() << "no plug-ins beside this build's kernel";
+  EXPECT_NE(out.find("why        the probe helper named by VANE_PROBE_HELPER"), std::string::npos) << out;
+  const std::string check =
+      "import json,sys; d=json.load(sys.stdin); "
+      "assert all(p['state'] != 'hidden' or 'VANE_PROBE_HELPER' in p['reason'] for p in d); "
+      "assert any(p['state'] == 'hidden' for p in d)";
+  EXPECT_EQ(RunCommand(env + Vane() + " plugins --json | python3 -c " + ShellQuote(check)), 0);
+}
+
 }  // namespace
 }  // namespace vane::test

@@ -39,6 +39,7 @@ int Run(Args& args) {
           .Field("state", p.state)
           .Field("index", std::int64_t(p.index))
           .Field("merit", std::uint64_t(p.merit))
+          .Field("reason", p.reason)
           .EndObject();
     }
     std::printf("%s\n", out.EndArray().str().c_str());
@@ -53,6 +54,7 @@ int Run(Args& args) {
       if (p.reader != GUID_NULL) std::printf("  reader     %s\n", Guid(p.reader).c_str());
       if (p.renderer != GUID_NULL) std::printf("  renderer   %s\n", Guid(p.renderer).c_str());
       if (!p.extensions.empty()) std::printf("  extensions %s\n", vane::platform::ToUtf8(p.extensions).c_str());
+      if (!p.reason.empty()) std::printf("  why        %s\n", p.reason.c_str());
     }
   }
   manager->Release();

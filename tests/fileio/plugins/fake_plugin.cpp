@@ -14,12 +14,22 @@
 //   FAKE_RENDERER    the classes render too
 //   FAKE_ISTYPE      IsType answers this status whatever the file
 //   FAKE_CRASH_ON_LOAD, FAKE_HANG_ON_LOAD
+//   FAKE_PRINT_ON_LOAD   writes a text that looks like a probe report to stdout
+//   FAKE_CALL_BACK       SetIOManager looks up Alpha's reader through the manager
+//   FAKE_CREATE_FAILS    creating the reader class fails with this status
+//   FAKE_CRASH_IN_TEXTS  GetInfoText crashes
+//   FAKE_ENUMERABLE      the last-but-one word of GetFilterInfo (default 1)
+//   FAKE_BAD_STATUS      GetStatus of the reader reports a problem with a text
+// Every module exports FakeCreated(): one letter per class object made, in
+// order ('R' reader, 'W' renderer).
+#include <unistd.h>
+
 #include <atomic>
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
+#include <mutex>
 #include <string>
-#include <unistd.h>
 
 #include "fileio/fio_interfaces.h"
 #include "fileio/team_guids.h"
@@ -85,6 +95,51 @@
 #define FAKE_EXT u"*.wvx"
 #define FAKE_NAME u"Wave stand-in"
 #define FAKE_READER_ID GUID_VaneWaveReader
+#elif FAKE_VARIANT == 14
+// Takes Alpha's files; its reader id stands high in the rank table while its
+// class id sorts after Alpha's.
+#define FAKE_ID 0xFF000000u
+#define FAKE_MAGIC "ALPH"
+#define FAKE_EXT u"*.rnk"
+#define FAKE_NAME u"Ranked"
+#define FAKE_READER_ID GUID_VaneWave64Reader
+#elif FAKE_VARIANT == 15
+#define FAKE_ID 0x9B000000u
+#define FAKE_MAGIC "CALL"
+#define FAKE_EXT u"*.cal"
+#define FAKE_NAME u"Caller"
+#define FAKE_CALL_BACK 1
+#elif FAKE_VARIANT == 16
+#define FAKE_ID 0x9C000000u
+#define FAKE_MAGIC "NOCR"
+#define FAKE_EXT u"*.ncr"
+#define FAKE_NAME u"No create"
+#define FAKE_CREATE_FAILS E_ACCESSDENIED
+#elif FAKE_VARIANT == 17
+#define FAKE_ID 0x9D000000u
+#define FAKE_MAGIC "PRNT"
+#define FAKE_EXT u"*.prn"
+#define FAKE_NAME u"Printer"
+#define FAKE_PRINT_ON_LOAD 1
+#elif FAKE_VARIANT == 18
+#define FAKE_ID 0x9E000000u
+#define FAKE_MAGIC "CRTX"
+#define FAKE_EXT u"*.crt"
+#define FAKE_NAME u"Crash in texts"
+#define FAKE_CRASH_IN_TEXTS 1
+#elif FAKE_VARIANT == 19
+#define FAKE_ID 0x9F000000u
+#define FAKE_MAGIC "PAIR"
+#define FAKE_EXT u"*.par"
+#define FAKE_NAME u"Pair"
+#define FAKE_CLASSES 2
+#elif FAKE_VARIANT == 20
+#define FAKE_ID 0x96000000u
+#define FAKE_MAGIC "SULK"
+#define FAKE_EXT u"*.slk"
+#define FAKE_NAME u"Sulky"
+#define FAKE_ENUMERABLE 0
+#define FAKE_BAD_STATUS 1
 #endif
 
 #ifndef FAKE_MAGIC
@@ -102,11 +157,28 @@
 #ifndef FAKE_FLAGS
 #define FAKE_FLAGS 0
 #endif
+#ifndef FAKE_ENUMERABLE
+#define FAKE_ENUMERABLE 1
+#endif
 
 namespace {
 
+std::string g_created;  // guarded by g_createdLock
+std::mutex g_createdLock;
+void NoteCreated(char kind) {
+  std::lock_guard<std::mutex> hold(g_createdLock);
+  g_created += kind;
+}
+
 #if defined(FAKE_CRASH_ON_LOAD)
 __attribute__((constructor)) void CrashWhileLoading() { std::raise(SIGSEGV); }
+#endif
+#if defined(FAKE_PRINT_ON_LOAD)
+__attribute__((constructor)) void PrintWhileLoading() {
+  static const char kNoise[] = "status 80004005\nend\nhello from a chatty plug-in\n";
+  if (::write(1, kNoise, sizeof kNoise - 1) < 0) {
+  }
+}
 #endif
 #if defined(FAKE_HANG_ON_LOAD)
 __attribute__((constructor)) void HangWhileLoading() {
@@ -183,6 +255,9 @@ struct File final : Ref<IZoReadFile> {
 };
 
 HRESULT Texts(const DWORD* ids, LONG count, BSTR* texts, bool renderer) {
+#ifdef FAKE_CRASH_IN_TEXTS
+  std::raise(SIGSEGV);
+#endif
   for (LONG i = 0; i < count; ++i) {
     switch (ids[i]) {
       case ZOFIO_INFOTEXT_EXTENSIONS:
@@ -208,7 +283,7 @@ struct ReadClass final : Ref<IZoReadFileClass> {
   unsigned index;
   LONG typeIndex = -1;
   IZoFileIOManager* manager = nullptr;
-  explicit ReadClass(unsigned i) : index(i) {}
+  explicit ReadClass(unsigned i) : index(i) { NoteCreated('R'); }
   HRESULT QueryInterface(REFIID iid, void** out) override {
     if (iid == IID_IUnknown || iid == IID_IZoReadFileClass) {
       AddRef();
@@ -228,6 +303,13 @@ struct ReadClass final : Ref<IZoReadFileClass> {
   }
   HRESULT SetIOManager(IZoFileIOManager* m) override {
     manager = m;  // not held: the manager outlives its classes
+#ifdef FAKE_CALL_BACK
+    if (m) {
+      const GUID alpha{0xA1001000u, 0x5A5A, 0x4000, { 0x80, 0x00, 0x00, 0x00, 0x00, 0x00, 0xFA, 0x4E }};
+      IZoReadFileClass* other = nullptr;
+      if (SUCCEEDED(m->GetReadClassByGuid(&other, alpha)) && other) other->Release();
+    }
+#endif
     return S_OK;
   }
   HRESULT GetIOManager(IZoFileIOManager** m) override {
@@ -271,8 +353,13 @@ struct ReadClass final : Ref<IZoReadFileClass> {
   HRESULT HasAboutBox() override { return S_FALSE; }
   NOTIMPL(ShowAboutBox, HWND)
   HRESULT GetStatus(LONG* status, WCHAR** text) override {
+#ifdef FAKE_BAD_STATUS
+    *status = -1;
+    if (text) *text = MakeBstr(u"licence expired");
+#else
     *status = 0;
     if (text) *text = nullptr;
+#endif
     return S_OK;
   }
 };
@@ -280,7 +367,7 @@ struct ReadClass final : Ref<IZoReadFileClass> {
 struct RenderClass final : Ref<IZoRenderFileClass> {
   unsigned index;
   LONG typeIndex = -1;
-  explicit RenderClass(unsigned i) : index(i) {}
+  explicit RenderClass(unsigned i) : index(i) { NoteCreated('W'); }
   HRESULT QueryInterface(REFIID iid, void** out) override {
     if (iid == IID_IUnknown || iid == IID_IZoRenderFileClass) {
       AddRef();
@@ -353,7 +440,7 @@ struct Discovery final : Ref<IZoUnsharedFIOPluginInfo> {
 #endif
     *streamTypes = ZOFILESTREAM_AUDIO;
     *flags = FAKE_FLAGS;
-    *enumerable = 1;
+    *enumerable = FAKE_ENUMERABLE;
     return S_OK;
   }
   NOTIMPL(PluginSlot6, LONG_PTR, LONG_PTR)
@@ -377,6 +464,10 @@ struct Factory final : Ref<IClassFactory> {
     *out = nullptr;
     IUnknown* obj = nullptr;
     if (kind == 0) obj = new Discovery();
+#ifdef FAKE_CREATE_FAILS
+    else if (iid == IID_IZoReadFileClass)
+      return FAKE_CREATE_FAILS;
+#endif
     else if (iid == IID_IZoReadFileClass) obj = new ReadClass(index);
 #ifdef FAKE_RENDERER
     else if (iid == IID_IZoRenderFileClass) obj = new RenderClass(index);
@@ -390,6 +481,13 @@ struct Factory final : Ref<IClassFactory> {
 };
 
 }  // namespace
+
+extern "C" __attribute__((visibility("default"))) const char* FakeCreated() {
+  std::lock_guard<std::mutex> hold(g_createdLock);
+  static std::string copy;
+  copy = g_created;
+  return copy.c_str();
+}
 
 #ifndef FAKE_NO_ENTRY
 extern "C" __attribute__((visibility("default"))) HRESULT DllGetClassObject(REFCLSID clsid, REFIID iid, void** out) {
