@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Facts of a template, its relation to a class's presets, the records made
 // from open streams, and the debug description.
+#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -38,16 +39,26 @@ DWORD AudioRate(const tagZOTEMPLATExV2* tpl) {
   return ReadFormat(tpl).nAvgBytesPerSec * 8;
 }
 
+// Bits per second of the video section; the record's fields come from files,
+// so the arithmetic is done in double and clamped to what the result holds.
 LONGLONG VideoRate(const tagZOTEMPLATExV2* tpl) {
   if (!tpl->videoSize) return 0;
-  LONGLONG rate = tpl->videoDataRate;
+  double rate = double(tpl->videoDataRate);
   if (rate == 0) {
     const BITMAPINFOHEADER& h = tpl->videoFormat;
-    const LONGLONG frame = LONGLONG(h.biWidth) * (h.biHeight < 0 ? -LONGLONG(h.biHeight) : h.biHeight) * h.biBitCount;
-    rate = LONGLONG(double(frame) * tpl->videoExtension.frameRate);
+    rate = std::fabs(double(h.biWidth)) * std::fabs(double(h.biHeight)) * h.biBitCount * tpl->videoExtension.frameRate;
   }
   if (tpl->videoFlags & 1) rate = rate * 5 / 4;
-  return rate;
+  if (!(rate > 0)) return 0;  // also NaN
+  return rate >= 9.2e18 ? LONGLONG(9.2e18) : LONGLONG(rate);
+}
+
+// A double of the record as a float, clamped to the float range.
+float ToFloat(double v) {
+  if (!(v == v)) return 0.0f;
+  if (v > 3.4e38) return 3.4e38f;
+  if (v < -3.4e38) return -3.4e38f;
+  return float(v);
 }
 
 std::u16string GuidText(const GUID& g) {
@@ -88,12 +99,12 @@ HRESULT ZoFio_GetTemplateInfo(const tagZOTEMPLATExV2* tpl, DWORD id, void* buffe
     case ZOTPLINFO_HEIGHT: return PutU32(buffer, bytes, DWORD(video.biHeight));
     case ZOTPLINFO_FPS: {
       if (bytes >= 8) return Put(buffer, bytes, &tpl->videoExtension.frameRate, 8);
-      const float fps = float(tpl->videoExtension.frameRate);
+      const float fps = ToFloat(tpl->videoExtension.frameRate);
       return Put(buffer, bytes, &fps, 4);
     }
     case ZOTPLINFO_PIXEL_ASPECT: {
       if (bytes >= 8) return Put(buffer, bytes, &tpl->videoExtension.pixelAspect, 8);
-      const float aspect = float(tpl->videoExtension.pixelAspect);
+      const float aspect = ToFloat(tpl->videoExtension.pixelAspect);
       return Put(buffer, bytes, &aspect, 4);
     }
     case ZOTPLINFO_SIZE: {

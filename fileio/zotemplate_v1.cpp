@@ -95,6 +95,8 @@ HRESULT ZoFio_LoadTemplateDataV1(IStream* stream, tagZOTEMPLATExV2** out, IZoRen
     if (FAILED(r.Status())) return r.Status();
     head.audioSize = ZOTEMPLATE_SECTION_SIZE;
     FoldExtensible(&read);
+    // The stream holds the 18 bytes only: no codec bytes follow them.
+    read.cbSize = 0;
     ZoWaveFormatBuffer<40> zwf;
     zwf->Init(40, read);
     std::memcpy(head.readFormat, zwf.get(), sizeof head.readFormat);
@@ -123,8 +125,9 @@ HRESULT ZoFio_LoadTemplateDataV1(IStream* stream, tagZOTEMPLATExV2** out, IZoRen
     std::vector<BYTE> videoPrivate = r.Sized();
     if (FAILED(r.Status())) return r.Status();
     head.videoSize = ZOTEMPLATE_SECTION_SIZE;
-    std::memcpy(&head.videoFormat, header.data(), header.size() < 40 ? header.size() : 40);
-    std::memcpy(&head.compressedFormat, compressed.data(), compressed.size() < 40 ? compressed.size() : 40);
+    if (!header.empty()) std::memcpy(&head.videoFormat, header.data(), header.size() < 40 ? header.size() : 40);
+    if (!compressed.empty())
+      std::memcpy(&head.compressedFormat, compressed.data(), compressed.size() < 40 ? compressed.size() : 40);
     // The private data of the two sections are joined, audio first.
     priv.insert(priv.end(), videoPrivate.begin(), videoPrivate.end());
   }
