@@ -114,9 +114,10 @@ class WaveRenderTest : public ::testing::Test {
   }
 
   // A 44.1 kHz stereo 16-bit source with noise, so every bit is used.
-  std::filesystem::path Source(const std::string& name = "in.wav", const std::string& seconds = "1.5") {
+  std::filesystem::path Source(const std::string& name = "in.wav", const std::string& seconds = "1.5",
+                               const std::string& rate = "44100") {
     const auto file = m_dir / name;
-    const std::string make = "sox -R -n -r 44100 -c 2 -b 16 " + ShellQuote(file.string()) + " synth " + seconds +
+    const std::string make = "sox -R -n -r " + rate + " -c 2 -b 16 " + ShellQuote(file.string()) + " synth " + seconds +
                              " sine 300-5000 whitenoise vol 0.8";
     EXPECT_EQ(RunCommand(make), 0) << make;
     return file;
@@ -150,7 +151,9 @@ TEST_P(PresetRender, SamplesEqualFfmpegsConversionAndToolsReadTheFile) {
   VANE_REQUIRE_TOOL("ffmpeg");
   VANE_REQUIRE_TOOL("sox");
   const auto& [preset, codec, raw, w64] = GetParam();
-  const auto in = Source();
+  // The 48 kHz presets take a 48 kHz source: the renderer does not resample.
+  const bool at48 = preset.find(u"48 kHz") != std::u16string::npos;
+  const auto in = Source("in.wav", "1.5", at48 ? "48000" : "44100");
   const auto ours = m_dir / (w64 ? "ours.w64" : "ours.wav");
   const GUID& renderer = w64 ? GUID_VaneWave64Renderer : GUID_VaneWaveRenderer;
   tagZOTEMPLATExV2* tpl = Preset(renderer, preset.c_str());
@@ -168,21 +171,22 @@ TEST_P(PresetRender, SamplesEqualFfmpegsConversionAndToolsReadTheFile) {
   EXPECT_TRUE(a == b) << "samples differ from ffmpeg's conversion";
   const std::string probe = Probe(ours);
   EXPECT_NE(probe.find("codec_name=" + codec), std::string::npos) << probe;
-  EXPECT_NE(probe.find("sample_rate=44100"), std::string::npos) << probe;
+  EXPECT_NE(probe.find(at48 ? "sample_rate=48000" : "sample_rate=44100"), std::string::npos) << probe;
   EXPECT_NE(probe.find("channels=2"), std::string::npos) << probe;
   // ffprobe estimates a Wave64 length from the padded data chunk; sox counts below.
   if (!w64) {
-    EXPECT_NE(probe.find("duration_ts=66150"), std::string::npos) << probe;
+    EXPECT_NE(probe.find(at48 ? "duration_ts=72000" : "duration_ts=66150"), std::string::npos) << probe;
   }
   std::string sox;
   ASSERT_EQ(RunCommand("sox --i -s " + ShellQuote(ours.string()), &sox), 0);
-  EXPECT_EQ(std::stoll(sox), 66150);
+  const long long frames = at48 ? 72000 : 66150;
+  EXPECT_EQ(std::stoll(sox), frames);
   // libsndfile opens it with the format we meant.
   SF_INFO info{};
   SNDFILE* sf = sf_open(ours.c_str(), SFM_READ, &info);
   ASSERT_NE(sf, nullptr) << sf_strerror(nullptr);
-  EXPECT_EQ(info.frames, 66150);
-  EXPECT_EQ(info.samplerate, 44100);
+  EXPECT_EQ(info.frames, frames);
+  EXPECT_EQ(info.samplerate, at48 ? 48000 : 44100);
   EXPECT_EQ(info.channels, 2);
   EXPECT_EQ(info.format & SF_FORMAT_TYPEMASK, w64 ? SF_FORMAT_W64 : SF_FORMAT_WAV);
   const int subtype = codec == "pcm_s24le" ? SF_FORMAT_PCM_24 : codec == "pcm_f32le" ? SF_FORMAT_FLOAT : SF_FORMAT_PCM_16;
@@ -193,7 +197,7 @@ TEST_P(PresetRender, SamplesEqualFfmpegsConversionAndToolsReadTheFile) {
     ASSERT_EQ(RunCommand("mediainfo --Inform='Audio;%SamplingRate% %Channels% %BitDepth%' " + ShellQuote(ours.string()), &mi),
               0);
     const std::string bits = codec == "pcm_s24le" ? "24" : codec == "pcm_f32le" ? "32" : "16";
-    EXPECT_EQ(mi.substr(0, mi.find_last_not_of("\r\n") + 1), "44100 2 " + bits) << mi;
+    EXPECT_EQ(mi.substr(0, mi.find_last_not_of("\r\n") + 1), (at48 ? "48000 2 " : "44100 2 ") + bits) << mi;
   }
 }
 
@@ -204,6 +208,9 @@ std::vector<Case> PresetCases() {
     cases.emplace_back(u"16-bit 44.1 kHz stereo", "pcm_s16le", "s16le", w64);
     cases.emplace_back(u"24-bit 44.1 kHz stereo", "pcm_s24le", "s32le", w64);
     cases.emplace_back(u"32-bit float 44.1 kHz stereo", "pcm_f32le", "f32le", w64);
+    cases.emplace_back(u"16-bit 48 kHz stereo", "pcm_s16le", "s16le", w64);
+    cases.emplace_back(u"24-bit 48 kHz stereo", "pcm_s24le", "s32le", w64);
+    cases.emplace_back(u"32-bit float 48 kHz stereo", "pcm_f32le", "f32le", w64);
   }
   return cases;
 }
