@@ -13,6 +13,7 @@
 
 #include "ffbase/memory_token.h"
 #include "fileio/zofileio.h"
+#include "fileio/zotemplate.h"
 #include "kernel/clock.h"
 #include "kernel/cpu.h"
 #include "kernel/lifecycle.h"
@@ -193,6 +194,57 @@ HRESULT MetadataRoad(IZoFileIOMgrForApp* manager, const std::string& folder) {
   return content.count == 2 && back.timeReference == bwf.timeReference ? S_OK : ZOERR_FILE_CORRUPT;
 }
 
+// The marked Wave file rendered as a host renders: a renderer class found by
+// the output's extension, its 24-bit preset, the source's metadata; the new
+// file read back through the manager.
+HRESULT RenderRoad(IZoFileIOMgrForApp* manager, const std::string& folder) {
+  const std::u16string in = vane::platform::FromUtf8(folder + "/demo.wav");
+  const std::string outPath = folder + "/rendered.w64";
+  const std::u16string out = vane::platform::FromUtf8(outPath);
+  ComPtr<IZoReadFile> reader;
+  VANE_RETURN_IF_FAILED(manager->OpenReadFile(in.c_str(), reader.ReleaseAndGetAddressOf(), 0));
+  ComPtr<IZoReadStream> stream;
+  VANE_RETURN_IF_FAILED(reader->OpenStream(stream.ReleaseAndGetAddressOf(), ZOFILESTREAM_AUDIO, 0, 0, nullptr));
+  ComPtr<IZoRenderFileClass> cls;
+  LONG position = 0;
+  VANE_RETURN_IF_FAILED(manager->FindRenderClassByExtension(cls.ReleaseAndGetAddressOf(), u".w64", &position));
+  tagZOTEMPLATExV2* tpl = nullptr;
+  LONG count = 0;
+  cls->GetPresetCount(&count);
+  for (LONG i = 0; i < count && !tpl; ++i)
+    if (SUCCEEDED(cls->GetPreset(&tpl, i)) && std::u16string(ZoTemplate_Name(tpl)) != u"24-bit 44.1 kHz stereo")
+      ZoFio_ReleaseTemplate(&tpl);
+  if (!tpl) return ZOERR_NOT_FOUND;
+  ComPtr<IZoRenderFile> file;
+  IZoReadStream* streams[] = {stream.Get()};
+  HRESULT hr = cls->Create(file.ReleaseAndGetAddressOf(), out.c_str(), 1, streams, tpl);
+  ComPtr<IZoReadMeta> meta;
+  if (SUCCEEDED(hr) && SUCCEEDED(reader.As(IID_IZoReadMeta, &meta))) file->SetMetaReader(meta.Get());
+  if (SUCCEEDED(hr)) hr = file->Render(nullptr);
+  std::printf("  rendered %s with the preset \"%s\"\n", outPath.c_str(), vane::platform::ToUtf8(ZoTemplate_Name(tpl)).c_str());
+  ZoFio_ReleaseTemplate(tpl);
+  VANE_RETURN_IF_FAILED(hr);
+  ComPtr<IZoReadFile> back;
+  VANE_RETURN_IF_FAILED(manager->OpenReadFile(out.c_str(), back.ReleaseAndGetAddressOf(), 0));
+  ComPtr<IZoReadStream> backStream;
+  VANE_RETURN_IF_FAILED(back->OpenStream(backStream.ReleaseAndGetAddressOf(), ZOFILESTREAM_AUDIO, 0, 0, nullptr));
+  ComPtr<IZoReadAudioStream> audio;
+  VANE_RETURN_IF_FAILED(backStream.As(IID_IZoReadAudioStream, &audio));
+  ZoWaveFormatBuffer<sizeof(_zowaveformat)> format;
+  format->cbStruct = sizeof(_zowaveformat);
+  LONGLONG frames = 0;
+  VANE_RETURN_IF_FAILED(audio->GetReadAudioFormat(format.get()));
+  VANE_RETURN_IF_FAILED(audio->GetSampleCount(&frames));
+  ComPtr<IZoReadMeta> backMeta;
+  ComPtr<IStream> markers;
+  fileutil::MetaStreamContent content;
+  if (SUCCEEDED(back.As(IID_IZoReadMeta, &backMeta)) && SUCCEEDED(backMeta->GetMarkers(markers.ReleaseAndGetAddressOf())))
+    (void)fileutil::ReadMetaStream(markers.Get(), &content);  // a damaged stream counts no markers
+  std::printf("  read back: %u-bit, %lld frames, %u markers carried over\n", unsigned(format->BitsPerSample()),
+              static_cast<long long>(frames), unsigned(content.count));
+  return format->BitsPerSample() == 24 && content.count == 2 ? S_OK : ZOERR_FILE_CORRUPT;
+}
+
 HRESULT WaveSteps(const std::string& folder) {
   IZoFileIOMgrForApp* manager = nullptr;
   HRESULT hr = ZOFileIO_CreateInstance(&manager, 0);
@@ -201,6 +253,7 @@ HRESULT WaveSteps(const std::string& folder) {
     hr = WaveRoad("Wave", false, manager, folder);
     if (SUCCEEDED(hr)) hr = WaveRoad("Wave64", true, manager, folder);
     if (SUCCEEDED(hr)) hr = MetadataRoad(manager, folder);
+    if (SUCCEEDED(hr)) hr = RenderRoad(manager, folder);
     manager->Shutdown();
     manager->Release();
   }
@@ -225,7 +278,8 @@ const Step kSteps[] = {
     {"kernel start and version handshake", &KernelStep},
     {"processor and OS features", &CpuStep},
     {"status texts", &StatusStep},
-    {"a Wave and a Wave64 file through the plug-in manager, with markers and broadcast metadata", &WaveStep},
+    {"a Wave and a Wave64 file through the plug-in manager, with markers and broadcast metadata, rendered anew",
+     &WaveStep},
 };
 
 int Run(Args& args) {
