@@ -15,6 +15,7 @@
 #include <string>
 #include <vector>
 
+#include "bench/bench_wave_source.h"
 #include "ffbase/memory_token.h"
 #include "fileio/zofileio.h"
 #include "platform/wtext.h"
@@ -25,32 +26,7 @@ constexpr LONG kBlockFrames = 65536;
 constexpr unsigned kChannels = 2;
 constexpr unsigned kFrameBytes = 2 * kChannels;
 
-std::string BenchFile() {
-  if (const char* f = std::getenv("VANE_BENCH_WAVE_FILE"); f && *f) return f;
-  const char* mb = std::getenv("VANE_BENCH_WAVE_MB");
-  const unsigned long long megabytes = mb ? std::strtoull(mb, nullptr, 10) : 2048;
-  const std::string path =
-      (std::filesystem::temp_directory_path() / ("vane_bench_" + std::to_string(megabytes) + "mb.wav")).string();
-  const unsigned long long dataBytes = megabytes * 1024 * 1024 / kFrameBytes * kFrameBytes;
-  if (std::filesystem::exists(path) && std::filesystem::file_size(path) == dataBytes + 44) return path;
-  SF_INFO info{};
-  info.samplerate = 48000;
-  info.channels = kChannels;
-  info.format = SF_FORMAT_WAV | SF_FORMAT_PCM_16;
-  SNDFILE* out = sf_open(path.c_str(), SFM_WRITE, &info);
-  if (!out) return {};
-  std::vector<short> block(size_t(kBlockFrames) * kChannels);
-  unsigned long long left = dataBytes / kFrameBytes;
-  unsigned seed = 1;
-  while (left) {
-    const sf_count_t n = sf_count_t(std::min<unsigned long long>(left, kBlockFrames));
-    for (auto& s : block) s = short((seed = seed * 1103515245u + 12345u) >> 16);
-    sf_writef_short(out, block.data(), n);
-    left -= static_cast<unsigned long long>(n);
-  }
-  sf_close(out);
-  return path;
-}
+std::string BenchFile() { return bench::BenchWaveFile("VANE_BENCH_WAVE_FILE", "VANE_BENCH_WAVE_MB", 2048); }
 
 const std::string& File() {
   static const std::string f = BenchFile();
