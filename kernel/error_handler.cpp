@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "kernel/error_handler.h"
 
+#include "kernel/zolang.h"
 #include <cinttypes>
 #include <cstdio>
 #include <cstring>
@@ -9,6 +10,7 @@
 
 #include "kernel/message_box.h"
 #include "kernel/status_table.h"
+#include "kernel/zolang.h"
 #include "kernel/win32_errors.h"
 #include "platform/sync.h"
 
@@ -192,9 +194,22 @@ VANE_EXTERN_C const WCHAR* ZoErrorHandler_GetHresultString(HRESULT status) {
       if (t.rows[i].status == status) {
         if (const WCHAR* text = t.lookup(t.context, t.rows[i].stringId)) return text;
       }
+  // The kernel's own statuses in the language of its handle: a language
+  // module holds the text of 0x8004xxxx under the string number xxxx.
+  if ((DWORD(status) & 0xFFFF0000u) == 0x80040000u) {
+    HZOLANG kernel = ZoLang_KernelHandle();
+    if (kernel && !ZoLang_IsLCIDEnglish(ZoLang_GetLCID(kernel))) {
+      const WCHAR* text = ZoGetStringByNumber(kernel, UINT(DWORD(status) & 0xFFFF));
+      if (text && *text) return text;
+    }
+  }
   if (const WCHAR* text = ZoStatus_FindText(status)) return text;
   if ((DWORD(status) & 0xFFFF0000u) == 0x80070000u) return ZoWin32_FindText(DWORD(status) & 0xFFFF);
   return nullptr;
+}
+
+VANE_EXTERN_C const WCHAR* ZoLang_ErrorStringLookup(void* languageContext, UINT stringId) {
+  return ZoGetStringByNumber(static_cast<HZOLANG>(languageContext), stringId);
 }
 
 VANE_EXTERN_C BSTR ZoErrorHandler_GetErrorMessage(HRESULT status) {

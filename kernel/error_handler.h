@@ -57,4 +57,7 @@ VANE_EXPORT int ZoErrorHandler_MsgBoxText(HWND owner, UINT flags, const WCHAR* t
 // Hex dumps into a text buffer (16 bytes or 8 words a line); the characters written.
 VANE_EXPORT LONG ZoErrorHandler_DumpHex(char* out, LONG capacity, const void* data, LONG bytes);
 VANE_EXPORT LONG ZoErrorHandler_DumpHexDWords(char* out, LONG capacity, const void* data, LONG words);
+// A lookup for ZoErrorHandler_AddErrorTable whose context is an HZOLANG:
+// the table's string ids are read through that language handle.
+VANE_EXPORT const WCHAR* ZoLang_ErrorStringLookup(void* languageContext, UINT stringId);
 VANE_END_EXTERN_C

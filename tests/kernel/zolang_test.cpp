@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "kernel/error_handler.h"
 #include "kernel/lang_module.h"
 #include "kernel/zolang.h"
 #include "platform/wtext.h"
@@ -185,6 +186,26 @@ TEST(LangMetric, TheUsersLanguageIsKept) {
   EXPECT_STREQ(ZoGetLangID(), "JPN");
   ZoSetLangID(nullptr);
   EXPECT_STREQ(ZoGetLangID(), "ENU");
+}
+
+TEST(LangStatusTexts, TheKernelsStatusesInItsLanguageAndHostTablesThroughAHandle) {
+  ScratchDir dir;
+  WriteBytes(dir / "kernel-fr.lng", LangModule::Build({{0xE00A, u"Introuvable."}, {77, u"Table de l'hôte"}}, 0x40C));
+  HZOLANG kernel = ZoLang_KernelHandle();
+  ASSERT_NE(kernel, nullptr);
+  const std::u16string english = ZoErrorHandler_GetHresultString(ZOERR_NOT_FOUND);
+  ASSERT_EQ(ZoLang_ChangeLangInst(kernel, vane::platform::FromUtf8((dir / "kernel-fr.lng").string()).c_str()), S_OK);
+  ZoLang_UpdateKernelLCID(kernel, 0x40C);
+  EXPECT_EQ(std::u16string(ZoErrorHandler_GetHresultString(ZOERR_NOT_FOUND)), u"Introuvable.");
+  // A status the module has no text for stays English.
+  EXPECT_FALSE(std::u16string(ZoErrorHandler_GetHresultString(ZOERR_BAD_FORMAT)).empty());
+  // A host's table read through a handle.
+  static const ZOERRORTABLEROW rows[] = {{MakeStatus(0x80041234), 77}};
+  ASSERT_EQ(ZoErrorHandler_AddErrorTable(rows, 1, kernel, &ZoLang_ErrorStringLookup), S_OK);
+  EXPECT_EQ(std::u16string(ZoErrorHandler_GetHresultString(MakeStatus(0x80041234))), u"Table de l'hôte");
+  ZoLang_UpdateKernelLCID(kernel, 0x409);
+  ASSERT_EQ(ZoLang_ChangeLangInst(kernel, nullptr), S_OK);
+  EXPECT_EQ(std::u16string(ZoErrorHandler_GetHresultString(ZOERR_NOT_FOUND)), english);
 }
 
 }  // namespace
