@@ -66,7 +66,7 @@ TEST(LangHandle, OpenRulesNamesAndLanguageCodes) {
 TEST(LangRecords, SlotsGiveTheLanguageAndNumbersResolveOnce) {
   ScratchDir dir;
   WriteBytes(dir / "de.lng", LangModule::Build({{500, u"Speichern"}}, 0x407));
-  alignas(4) static ZOLANGSTRING save = {ZOLANG_RECORD_MARKER, ZOLANG_COUNT, {}, 0};
+  static ZOLANGSTRING save = {ZOLANG_RECORD_MARKER, ZOLANG_COUNT, {}, 0};
   save.text[0] = u"Save";
   save.text[1] = u"保存";
   save.text[2] = ZoLangNumberSlot(500);
