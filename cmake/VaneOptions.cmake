@@ -14,6 +14,11 @@ if(VANE_SANITIZE)
   add_link_options(-fsanitize=address,undefined)
 endif()
 
+if(VANE_TSAN)
+  add_compile_options(-fsanitize=thread -fno-omit-frame-pointer)
+  add_link_options(-fsanitize=thread)
+endif()
+
 if(VANE_FUZZ)
   if(NOT CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
     message(FATAL_ERROR "VANE_FUZZ needs clang (CXX=clang++)")

@@ -8,6 +8,9 @@
 
 namespace {
 
+// The event is cleared by a delete racing with the queue's users: read it atomically.
+HANDLE EventOf(ZoQueue* q) { return __atomic_load_n(&q->event, __ATOMIC_ACQUIRE); }
+
 // The header is the end mark in both directions: its first two fields are
 // the links of a sentinel item.
 ZoQueueLink* End(ZoQueue* q) { return reinterpret_cast<ZoQueueLink*>(q); }
@@ -28,7 +31,7 @@ void LinkAfterLocked(ZoQueue* q, ZoQueueLink* before, ZoQueueLink* item) {
   else before->next = item;
   if (after == End(q)) q->tail = item;
   else after->prev = item;
-  if (q->head == item && q->event) SetEvent(q->event);
+  if (HANDLE e = EventOf(q); q->head == item && e) SetEvent(e);
 }
 
 void UnlinkLocked(ZoQueue* q, ZoQueueLink* item) {
@@ -37,7 +40,7 @@ void UnlinkLocked(ZoQueue* q, ZoQueueLink* item) {
   if (item->next == End(q)) q->tail = item->prev;
   else item->next->prev = item->prev;
   item->next = item->prev = nullptr;
-  if (EmptyLocked(q) && q->event) ResetEvent(q->event);
+  if (HANDLE e = EventOf(q); EmptyLocked(q) && e) ResetEvent(e);
 }
 
 bool LinkedLocked(ZoQueue* q, ZoQueueLink* item) {
@@ -52,8 +55,6 @@ ZoQueueLink* FindLocked(ZoQueue* q, ZOQUEUEMATCHPROC match, LONG_PTR user, bool 
     if (match(user, p)) return p;
   return nullptr;
 }
-
-HANDLE EventOf(ZoQueue* q) { return __atomic_load_n(&q->event, __ATOMIC_ACQUIRE); }
 
 LONGLONG NowMs() {
   using namespace std::chrono;
@@ -87,7 +88,7 @@ ZoQueueLink* Remove(ZoQueue* q, const HANDLE* handles, DWORD count, DWORD flags,
         UnlinkLocked(q, item);
         return item;
       }
-      event = q->event;
+      event = __atomic_load_n(&q->event, __ATOMIC_ACQUIRE);
       if (left == 0 || !event) return nullptr;
     }
     const DWORD r = WaitOnce(event, handles, count, flags, left);
