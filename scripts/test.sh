@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
-# Builds and runs every test twice: a release build with g++, and an
-# address+undefined sanitizer build with clang that also links the fuzz
-# targets, which then run briefly over their seeds.
+# Builds and runs every test: a release build with g++; an address+undefined
+# sanitizer build with clang that also links the fuzz targets, which then run
+# briefly over their seeds; and a thread-sanitizer build of the kernel and
+# platform tests.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 jobs=$(nproc)
