@@ -4,6 +4,7 @@
 #include <atomic>
 #include <mutex>
 
+#include "kernel/status_table.h"
 #include "platform/status.h"
 
 namespace vane::kernel {
@@ -48,7 +49,18 @@ void CloseLocked() {
 const WCHAR* BuiltInKernelString(UINT id) {
   for (const CatalogueEntry& e : kEnglish)
     if (e.id == id) return e.text;
+  // The texts of the kernel's own statuses 0x8004Exxx stand under the
+  // numbers 0xExxx.
+  if (id >= kStatusStringFirst && id <= kStatusStringLast) return ZoStatus_FindText(MakeStatus(0x80040000u | id));
   return nullptr;
+}
+
+std::vector<std::pair<UINT, const WCHAR*>> BuiltInKernelCatalogue() {
+  std::vector<std::pair<UINT, const WCHAR*>> all;
+  for (const CatalogueEntry& e : kEnglish) all.emplace_back(e.id, e.text);
+  for (UINT id = kStatusStringFirst; id <= kStatusStringLast; ++id)
+    if (const WCHAR* text = BuiltInKernelString(id)) all.emplace_back(id, text);
+  return all;
 }
 
 void SetKernelStringSource(const KernelStringSource* source) {

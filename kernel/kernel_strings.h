@@ -5,7 +5,10 @@
 #pragma once
 
 #include <string>
+#include <utility>
+#include <vector>
 
+#include "platform/export.h"
 #include "platform/types.h"
 
 namespace vane::kernel {
@@ -34,7 +37,14 @@ bool KernelStringsOpen();
 // The text of an id through the open handle; empty when no handle is open or
 // the id is missing, so callers degrade to empty messages.
 std::u16string KernelString(UINT id);
+// Numbers 0xE000 to 0xEFFF are the texts of the statuses 0x8004E000 to 0x8004EFFF.
+inline constexpr UINT kStatusStringFirst = 0xE000;
+inline constexpr UINT kStatusStringLast = 0xEFFF;
+
 // The compiled-in English text, or null.
-const WCHAR* BuiltInKernelString(UINT id);
+VANE_EXPORT const WCHAR* BuiltInKernelString(UINT id);
+// Every compiled-in English text with its number: the catalogue a
+// translation starts from.
+VANE_EXPORT std::vector<std::pair<UINT, const WCHAR*>> BuiltInKernelCatalogue();
 
 }  // namespace vane::kernel

@@ -11,7 +11,9 @@
 #include <vector>
 
 #include "kernel/error_handler.h"
+#include "kernel/kernel_strings.h"
 #include "kernel/lang_module.h"
+#include "kernel/status_table.h"
 #include "kernel/zolang.h"
 #include "platform/wtext.h"
 #include "tests/support/test_files.h"
@@ -206,6 +208,22 @@ TEST(LangStatusTexts, TheKernelsStatusesInItsLanguageAndHostTablesThroughAHandle
   ZoLang_UpdateKernelLCID(kernel, 0x409);
   ASSERT_EQ(ZoLang_ChangeLangInst(kernel, nullptr), S_OK);
   EXPECT_EQ(std::u16string(ZoErrorHandler_GetHresultString(ZOERR_NOT_FOUND)), english);
+}
+
+TEST(LangCatalogue, TheKernelsEnglishTextsAreItsCatalogue) {
+  const auto catalogue = vane::kernel::BuiltInKernelCatalogue();
+  std::map<UINT, std::u16string> strings;
+  for (const auto& [id, text] : catalogue) strings[id] = text;
+  EXPECT_GT(strings.size(), 100u);
+  // Every status of the kernel's range has its text under its number.
+  EXPECT_EQ(strings[0xE00A], std::u16string(ZoStatus_FindText(ZOERR_NOT_FOUND)));
+  HZOLANG kernel = ZoLang_KernelHandle();
+  EXPECT_EQ(std::u16string(ZoGetString(kernel, 0xE00A)), strings[0xE00A]);
+  // Built into a module and read back, the catalogue is unchanged.
+  const auto bytes = LangModule::Build(strings, 0x409);
+  LangModule m;
+  ASSERT_EQ(m.Parse(bytes.data(), bytes.size()), S_OK);
+  EXPECT_EQ(m.Strings(), strings);
 }
 
 }  // namespace

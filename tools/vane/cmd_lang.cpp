@@ -6,6 +6,7 @@
 #include <sstream>
 #include <string>
 
+#include "kernel/kernel_strings.h"
 #include "kernel/lang_module.h"
 #include "platform/wtext.h"
 #include "tools/vane/cli.h"
@@ -15,8 +16,9 @@ namespace {
 
 int Run(Args& args);
 
-const Command kCommand{"lang", "lang build CATALOGUE -o FILE.lng [--lcid N] [--json] | lang show FILE.lng [--json]",
-                       "build a language module from a text catalogue, or list one's strings", &Run};
+const Command kCommand{"lang",
+                       "lang build CATALOGUE -o FILE.lng [--lcid N] [--json] | lang show FILE.lng [--json] | lang catalogue",
+                       "the kernel's English catalogue; build a language module from a translated one, or list one", &Run};
 const Registrar kReg(kCommand);
 
 int Build(const std::vector<std::string>& words, const std::optional<std::string>& output, DWORD lcid, bool json) {
@@ -74,6 +76,21 @@ int Show(const std::vector<std::string>& words, bool json) {
   return kExitOk;
 }
 
+// The kernel's English texts as a catalogue to translate.
+int Catalogue() {
+  for (const auto& [id, text] : vane::kernel::BuiltInKernelCatalogue()) {
+    std::string line;
+    for (char c : vane::platform::ToUtf8(text)) {
+      if (c == '\n') line += "\\n";
+      else if (c == '\t') line += "\\t";
+      else if (c == '\\') line += "\\\\";
+      else line += c;
+    }
+    std::printf("%u\t%s\n", id, line.c_str());
+  }
+  return kExitOk;
+}
+
 int Run(Args& args) {
   const bool json = args.Flag("--json");
   const std::optional<std::string> output = args.Option("--output", "-o");
@@ -86,6 +103,7 @@ int Run(Args& args) {
   if (words.empty()) return UsageError(kCommand, "build or show");
   if (words[0] == "build") return Build(words, output, DWORD(lcid), json);
   if (words[0] == "show") return Show(words, json);
+  if (words[0] == "catalogue") return Catalogue();
   return UsageError(kCommand, "unknown action " + words[0]);
 }
 
