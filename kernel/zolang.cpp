@@ -63,8 +63,12 @@ std::u16string LangPathOf(HMODULE module) {
   if (n == 0 || n >= 4096) return {};
   std::u16string p(path, n);
   const size_t slash = p.find_last_of(u'/');
+  const size_t leaf = slash == std::u16string::npos ? 0 : slash + 1;
+  // A shared object's versions follow ".so": "libffvanek.so.13" has the stem "libffvanek".
+  const size_t so = p.find(u".so", leaf);
   const size_t dot = p.find_last_of(u'.');
-  if (dot != std::u16string::npos && (slash == std::u16string::npos || dot > slash)) p.resize(dot);
+  if (so != std::u16string::npos) p.resize(so);
+  else if (dot != std::u16string::npos && dot >= leaf) p.resize(dot);
   return p + u".lng";
 }
 
