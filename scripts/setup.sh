@@ -15,7 +15,7 @@ packages=(
   # peers: tools and libraries the tests and benchmarks compare against
   ffmpeg libswresample-dev sox mediainfo python3-mutagen libimage-exiftool-perl
   libsndfile1-dev libsamplerate0-dev libsoxr-dev libyuv-dev atomicparsley
-  imagemagick libmagic-dev file
+  imagemagick libmagic-dev file libpugixml-dev libexpat1-dev
   # local FTP server for the internet transfer tests
   python3-pyftpdlib
 )
