@@ -121,10 +121,11 @@ HRESULT AddExtendedEntries(const std::vector<BYTE>& body, DWORD rate, tZOLIST* t
 }
 
 // Finds a sub-chunk of "adtl" of the given id whose first word is `name`.
-// The walk ends at a chunk shorter than its id or fewer than 9 bytes left.
+// The walk ends at a chunk shorter than its id or fewer than 12 bytes left
+// (a header and the id the name is compared with).
 const BYTE* FindLabelChunk(const std::vector<BYTE>& adtl, DWORD id, DWORD name, DWORD* size) {
   size_t at = 0;
-  while (adtl.size() - at >= 9) {
+  while (at <= adtl.size() && adtl.size() - at >= 12) {
     const DWORD chunkId = Le32(&adtl[at]);
     const DWORD chunkSize = Le32(&adtl[at + 4]);
     if (chunkSize < 4) break;
