@@ -11,7 +11,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
-#include <map>
 #include <string>
 #include <vector>
 
@@ -119,42 +118,13 @@ BENCHMARK(BM_VaneManagerRender)->Unit(benchmark::kMillisecond)->UseRealTime()->M
 BENCHMARK(BM_SndfileConvert)->Unit(benchmark::kMillisecond)->UseRealTime()->MinTime(2.0);
 BENCHMARK(BM_Sox)->Unit(benchmark::kMillisecond)->UseRealTime()->MinTime(2.0);
 
-class RatioReporter : public benchmark::ConsoleReporter {
- public:
-  void ReportRuns(const std::vector<Run>& runs) override {
-    ConsoleReporter::ReportRuns(runs);
-    for (const Run& r : runs) {
-      auto it = r.counters.find("bytes_per_second");
-      if (it != r.counters.end()) m_mbps[r.benchmark_name()] = double(it->second) / 1e6;
-    }
-  }
-  void PrintRatios() const {
-    auto get = [&](const std::string& prefix) {
-      for (const auto& [name, v] : m_mbps)
-        if (name.rfind(prefix, 0) == 0) return v;
-      return 0.0;
-    };
-    const double vane = get("BM_VaneManagerRender"), sf = get("BM_SndfileConvert"), sox = get("BM_Sox");
-    std::printf("\nsource %s\n", File().c_str());
-    std::printf("MB/s of source: vane %.0f, libsndfile %.0f, sox %.0f\n", vane, sf, sox);
-    if (sf > 0 && sox > 0) std::printf("ratios: vane/libsndfile %.2fx, vane/sox %.2fx\n", vane / sf, vane / sox);
-  }
-
- private:
-  std::map<std::string, double> m_mbps;
-};
-
 }  // namespace
 
 int main(int argc, char** argv) {
-  benchmark::Initialize(&argc, argv);
-  if (File().empty()) {
-    std::fprintf(stderr, "could not make the benchmark file\n");
-    return 1;
-  }
-  RatioReporter reporter;
-  benchmark::RunSpecifiedBenchmarks(&reporter);
-  reporter.PrintRatios();
-  benchmark::Shutdown();
-  return 0;
+  return bench::RunWithRatios(argc, argv, File(), [](const bench::ThroughputReporter& r) {
+    const double vane = r.Get("BM_VaneManagerRender"), sf = r.Get("BM_SndfileConvert"), sox = r.Get("BM_Sox");
+    std::printf("\nsource %s\n", File().c_str());
+    std::printf("MB/s of source: vane %.0f, libsndfile %.0f, sox %.0f\n", vane, sf, sox);
+    if (sf > 0 && sox > 0) std::printf("ratios: vane/libsndfile %.2fx, vane/sox %.2fx\n", vane / sf, vane / sox);
+  });
 }

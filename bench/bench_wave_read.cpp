@@ -11,7 +11,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
-#include <map>
 #include <string>
 #include <vector>
 
@@ -115,47 +114,16 @@ BENCHMARK(BM_VaneManagerRead)->Unit(benchmark::kMillisecond)->UseRealTime()->Min
 BENCHMARK(BM_SndfileReadfShort)->Unit(benchmark::kMillisecond)->UseRealTime()->MinTime(2.0);
 BENCHMARK(BM_SndfileReadRaw)->Unit(benchmark::kMillisecond)->UseRealTime()->MinTime(2.0);
 
-// Keeps each run's throughput so that the ratios can be printed.
-class RatioReporter : public benchmark::ConsoleReporter {
- public:
-  void ReportRuns(const std::vector<Run>& runs) override {
-    ConsoleReporter::ReportRuns(runs);
-    for (const Run& r : runs) {
-      if (r.run_type == Run::RT_Aggregate && r.aggregate_name != "mean") continue;
-      auto it = r.counters.find("bytes_per_second");
-      if (it != r.counters.end()) m_mbps[r.benchmark_name()] = double(it->second) / 1e6;
-    }
-  }
-  void PrintRatios() const {
-    auto get = [&](const std::string& prefix) {
-      for (const auto& [name, v] : m_mbps)
-        if (name.rfind(prefix, 0) == 0) return v;
-      return 0.0;
-    };
-    const double vane = get("BM_VaneManagerRead"), sfs = get("BM_SndfileReadfShort"),
-                 sfr = get("BM_SndfileReadRaw"), cat = get("BM_CatToDevNull");
+}  // namespace
+
+int main(int argc, char** argv) {
+  return bench::RunWithRatios(argc, argv, File(), [](const bench::ThroughputReporter& r) {
+    const double vane = r.Get("BM_VaneManagerRead"), sfs = r.Get("BM_SndfileReadfShort"),
+                 sfr = r.Get("BM_SndfileReadRaw"), cat = r.Get("BM_CatToDevNull");
     std::printf("\nfile %s\n", File().c_str());
     std::printf("MB/s: vane %.0f, libsndfile short %.0f, libsndfile raw %.0f, cat %.0f\n", vane, sfs, sfr, cat);
     if (sfs > 0 && sfr > 0 && cat > 0)
       std::printf("ratios: vane/sndfile_short %.2fx, vane/sndfile_raw %.2fx, vane/cat %.2fx\n", vane / sfs,
                   vane / sfr, vane / cat);
-  }
-
- private:
-  std::map<std::string, double> m_mbps;
-};
-
-}  // namespace
-
-int main(int argc, char** argv) {
-  benchmark::Initialize(&argc, argv);
-  if (File().empty()) {
-    std::fprintf(stderr, "could not make the benchmark file\n");
-    return 1;
-  }
-  RatioReporter reporter;
-  benchmark::RunSpecifiedBenchmarks(&reporter);
-  reporter.PrintRatios();
-  benchmark::Shutdown();
-  return 0;
+  });
 }

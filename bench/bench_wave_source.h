@@ -3,11 +3,14 @@
 // share: made once with libsndfile in the temp folder and kept there.
 #pragma once
 
+#include <benchmark/benchmark.h>
 #include <sndfile.h>
 
 #include <algorithm>
+#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -42,6 +45,44 @@ inline std::string BenchWaveFile(const char* fileVar, const char* mbVar, unsigne
   }
   sf_close(out);
   return path;
+}
+
+// Keeps each run's throughput (MB/s) by benchmark name, so that a program
+// can print its ratios after the runs.
+class ThroughputReporter : public benchmark::ConsoleReporter {
+ public:
+  void ReportRuns(const std::vector<Run>& runs) override {
+    ConsoleReporter::ReportRuns(runs);
+    for (const Run& r : runs) {
+      if (r.run_type == Run::RT_Aggregate && r.aggregate_name != "mean") continue;
+      auto it = r.counters.find("bytes_per_second");
+      if (it != r.counters.end()) m_mbps[r.benchmark_name()] = double(it->second) / 1e6;
+    }
+  }
+  // The MB/s of the first benchmark whose name starts with prefix; 0 when none ran.
+  double Get(const std::string& prefix) const {
+    for (const auto& [name, v] : m_mbps)
+      if (name.rfind(prefix, 0) == 0) return v;
+    return 0.0;
+  }
+
+ private:
+  std::map<std::string, double> m_mbps;
+};
+
+// Runs the benchmarks with the reporter, then `print` with it.
+template <typename Print>
+int RunWithRatios(int argc, char** argv, const std::string& file, Print print) {
+  benchmark::Initialize(&argc, argv);
+  if (file.empty()) {
+    std::fprintf(stderr, "could not make the benchmark file\n");
+    return 1;
+  }
+  ThroughputReporter reporter;
+  benchmark::RunSpecifiedBenchmarks(&reporter);
+  print(reporter);
+  benchmark::Shutdown();
+  return 0;
 }
 
 }  // namespace bench
