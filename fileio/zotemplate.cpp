@@ -48,13 +48,21 @@ HRESULT ReadExactly(IStream* stream, void* buffer, ULONG bytes) {
 BYTE* ZoTemplate_Private(tagZOTEMPLATExV2* tpl) { return reinterpret_cast<BYTE*>(tpl) + ZOTEMPLATE_HEAD_SIZE; }
 const BYTE* ZoTemplate_Private(const tagZOTEMPLATExV2* tpl) { return Bytes(tpl) + ZOTEMPLATE_HEAD_SIZE; }
 
+BOOL ZoTemplate_PartsFit(const tagZOTEMPLATExV2* tpl) {
+  if (!tpl || tpl->size < ZOTEMPLATE_HEAD_SIZE) return FALSE;
+  const ULONGLONG room = tpl->size - ZOTEMPLATE_HEAD_SIZE;
+  const ULONGLONG text = ULONGLONG(tpl->cchText) * 2;
+  if (tpl->cbPrivate > room || PaddedPrivate(tpl->cbPrivate) + text > room) return FALSE;
+  return tpl->cchText == 0 || TextOf(tpl)[tpl->cchText - 1] == 0;
+}
+
 const WCHAR* ZoTemplate_Name(const tagZOTEMPLATExV2* tpl) {
-  if (!tpl || tpl->cchText == 0) return u"";
+  if (!tpl || tpl->cchText == 0 || !ZoTemplate_PartsFit(tpl)) return u"";
   return TextOf(tpl);
 }
 
 const WCHAR* ZoTemplate_Notes(const tagZOTEMPLATExV2* tpl) {
-  if (!tpl || tpl->cchText == 0) return u"";
+  if (!tpl || tpl->cchText == 0 || !ZoTemplate_PartsFit(tpl)) return u"";
   const WCHAR* text = TextOf(tpl);
   // The name's terminator lies within cchText for a validated record.
   for (DWORD i = 0; i < tpl->cchText; ++i)
@@ -85,7 +93,7 @@ HRESULT ZoTemplate_Rebuild(tagZOTEMPLATExV2** out, const tagZOTEMPLATExV2* tpl, 
   const std::u16string n = name ? std::u16string(name) : std::u16string(ZoTemplate_Name(tpl));
   const std::u16string t = notes ? std::u16string(notes) : std::u16string(ZoTemplate_Notes(tpl));
   const BYTE* privBytes = priv ? static_cast<const BYTE*>(priv) : ZoTemplate_Private(tpl);
-  const DWORD privSize = priv ? cbPrivate : tpl->cbPrivate;
+  const DWORD privSize = priv ? cbPrivate : ZoTemplate_PartsFit(tpl) ? tpl->cbPrivate : 0;
   const size_t cch = n.size() + 1 + t.size() + 1;
   const size_t total = ZOTEMPLATE_HEAD_SIZE + PaddedPrivate(privSize) + cch * 2;
   if (total > ZOTEMPLATE_MAX_STREAM_SIZE) return E_INVALIDARG;
@@ -211,6 +219,8 @@ HRESULT ZoFio_SaveTemplateData(LPCWSTR fileName, const tagZOTEMPLATExV2* tpl, BO
 DWORD ZoFio_GetTemplateDataCRC32(const tagZOTEMPLATExV2* tpl, BOOL withText) {
   if (!tpl) return 0;
   uLong crc = crc32(0, Bytes(tpl) + kIdentityOffset, kIdentityBytes);
+  // A record of another major is kept raw: its parts count only when they lie inside it.
+  if (!ZoTemplate_PartsFit(tpl)) return DWORD(crc);
   if (tpl->cbPrivate) crc = crc32(crc, ZoTemplate_Private(tpl), tpl->cbPrivate);
   if (withText && tpl->cchText) crc = crc32(crc, reinterpret_cast<const Bytef*>(TextOf(tpl)), tpl->cchText * 2);
   return DWORD(crc);
@@ -218,14 +228,16 @@ DWORD ZoFio_GetTemplateDataCRC32(const tagZOTEMPLATExV2* tpl, BOOL withText) {
 
 HRESULT ZoFio_InitGUIDFromTemplateMD5DataHash(GUID* guid, const tagZOTEMPLATExV2* tpl, BOOL withText) {
   if (!guid || !tpl) return E_POINTER;
+  const bool parts = ZoTemplate_PartsFit(tpl);
   std::unique_ptr<EVP_MD_CTX, void (*)(EVP_MD_CTX*)> ctx(EVP_MD_CTX_new(), &EVP_MD_CTX_free);
   unsigned char digest[EVP_MAX_MD_SIZE];
   unsigned int length = 0;
   bool ok = ctx && EVP_DigestInit_ex(ctx.get(), EVP_md5(), nullptr) == 1 &&
             EVP_DigestUpdate(ctx.get(), kMd5Salt, sizeof kMd5Salt) == 1 &&
             EVP_DigestUpdate(ctx.get(), Bytes(tpl) + kIdentityOffset, kIdentityBytes) == 1 &&
-            (tpl->cbPrivate == 0 || EVP_DigestUpdate(ctx.get(), ZoTemplate_Private(tpl), tpl->cbPrivate) == 1) &&
-            (!withText || tpl->cchText == 0 || EVP_DigestUpdate(ctx.get(), TextOf(tpl), tpl->cchText * 2) == 1) &&
+            (!parts || tpl->cbPrivate == 0 ||
+             EVP_DigestUpdate(ctx.get(), ZoTemplate_Private(tpl), tpl->cbPrivate) == 1) &&
+            (!parts || !withText || tpl->cchText == 0 || EVP_DigestUpdate(ctx.get(), TextOf(tpl), tpl->cchText * 2) == 1) &&
             EVP_DigestFinal_ex(ctx.get(), digest, &length) == 1 && length == 16;
   if (!ok) return E_FAIL;
   // A name-based GUID: version 3 in the third group, variant binary 10.

@@ -108,6 +108,10 @@ VANE_EXPORT const BYTE* ZoTemplate_Private(const tagZOTEMPLATExV2* tpl);
 VANE_EXPORT const WCHAR* ZoTemplate_Name(const tagZOTEMPLATExV2* tpl);
 // The notes; an empty text when the record holds only a name.
 VANE_EXPORT const WCHAR* ZoTemplate_Notes(const tagZOTEMPLATExV2* tpl);
+// Whether the private block and the text lie inside the record and the text
+// ends in a terminator (always so for a validated current-form record; a
+// record of another major is kept raw and may not).
+VANE_EXPORT BOOL ZoTemplate_PartsFit(const tagZOTEMPLATExV2* tpl);
 // S_OK when the record's sizes agree with each other and with `bytes`.
 VANE_EXPORT HRESULT ZoTemplate_Validate(const tagZOTEMPLATExV2* tpl, size_t bytes);
 // A copy with another name, notes or private block (null keeps what is there).

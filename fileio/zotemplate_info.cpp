@@ -151,7 +151,7 @@ LONG ZoFio_IsTemplateAPreset(IZoRenderFileClass* cls, const tagZOTEMPLATExV2* tp
     LONG level = 0;
     if (preset->size == tpl->size && std::memcmp(preset, tpl, tpl->size) == 0) {
       level = 7;
-    } else if (preset->cbPrivate == tpl->cbPrivate &&
+    } else if (preset->cbPrivate == tpl->cbPrivate && ZoTemplate_PartsFit(preset) && ZoTemplate_PartsFit(tpl) &&
                std::memcmp(reinterpret_cast<const BYTE*>(preset) + 4, reinterpret_cast<const BYTE*>(tpl) + 4,
                            offsetof(tagZOTEMPLATExV2, cchText) - 4) == 0 &&
                std::memcmp(ZoTemplate_Private(preset), ZoTemplate_Private(tpl), tpl->cbPrivate) == 0) {

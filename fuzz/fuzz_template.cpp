@@ -4,6 +4,8 @@
 // and copied, which walks its private block and texts.
 #include <cstddef>
 #include <cstdint>
+#include <cstdlib>
+#include <cstring>
 
 #include "fileio/zotemplate.h"
 
@@ -29,7 +31,18 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   IStream* stream = SHCreateMemStream(data + 1, UINT(size - 1));
   if (!stream) return 0;
   tagZOTEMPLATExV2* t = nullptr;
-  switch (data[0] % 3) {
+  switch (data[0] % 4) {
+    case 3: {
+      // A record from anywhere (a plug-in's preset, a list): any head, its
+      // size field the bytes there are.
+      if (size - 1 >= ZOTEMPLATE_HEAD_SIZE) {
+        auto* raw = static_cast<tagZOTEMPLATExV2*>(std::malloc(size - 1));
+        std::memcpy(raw, data + 1, size - 1);
+        raw->size = DWORD(size - 1);
+        Exercise(raw);
+      }
+      break;
+    }
     case 0:
       if (SUCCEEDED(ZoFio_LoadTemplateData(stream, &t, 0x02FFFFFF))) Exercise(t);
       break;

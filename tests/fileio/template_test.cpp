@@ -194,6 +194,28 @@ TEST(TemplateFiles, DamagedFilesGiveTheFormatStatus) {
   EXPECT_TRUE(FAILED(LoadFile(dir / "missing.zot2", &none)));
 }
 
+TEST(TemplateFiles, AnotherMajorIsKeptRawAndItsPartsAreNotTrusted) {
+  ScratchDir dir;
+  TemplatePtr t = Make(u"Master", u"notes", "pp");
+  std::vector<std::uint8_t> bytes = Raw(t.get());
+  const std::uint32_t version = 0x03000000, hostile = 0x7FFFFFF0;
+  std::memcpy(&bytes[4], &version, 4);
+  std::memcpy(&bytes[528], &hostile, 4);  // text far past the record
+  WriteBytes(dir / "next.zot2", bytes);
+  TemplatePtr back;
+  ASSERT_EQ(LoadFile(dir / "next.zot2", &back), S_OK);
+  EXPECT_FALSE(ZoTemplate_PartsFit(back.get()));
+  EXPECT_EQ(std::u16string(ZoTemplate_Name(back.get())), u"");
+  EXPECT_EQ(std::u16string(ZoTemplate_Notes(back.get())), u"");
+  GUID id{};
+  EXPECT_EQ(ZoFio_InitGUIDFromTemplateMD5DataHash(&id, back.get(), TRUE), S_OK);
+  (void)ZoFio_GetTemplateDataCRC32(back.get(), TRUE);
+  tagZOTEMPLATExV2* renamed = nullptr;
+  ASSERT_EQ(ZoTemplate_Rebuild(&renamed, back.get(), u"Fixed", u"", nullptr, 0), S_OK);
+  EXPECT_EQ(std::u16string(ZoTemplate_Name(renamed)), u"Fixed");
+  ZoFio_ReleaseTemplate(renamed);
+}
+
 // The version 1 stream form, field by field.
 std::vector<std::uint8_t> V1Stream(WORD fileTag, WORD bits, const std::string& priv) {
   ByteWriter w;
