@@ -49,4 +49,4 @@ endfunction()
 
 # Folders whose headers (outside detail/) are the public interface: installed
 # under include/vane and compiled alone by tests/headers.
-set(VANE_PUBLIC_HEADER_DIRS platform kernel fileio ffbase fileutil riff audio xml shared/internet video)
+set(VANE_PUBLIC_HEADER_DIRS platform kernel fileio ffbase fileutil riff audio audiopeak xml shared/internet video)
