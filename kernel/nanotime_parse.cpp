@@ -84,7 +84,7 @@ std::vector<Group> Groups(LPCWSTR text, LPCWSTR* end) {
 // Leading groups of a grouped number ("11,259.2.046" as measures, beats,
 // ticks) join while there are more groups than fields and the next one has
 // exactly three digits.
-std::vector<Group> Joined(std::vector<Group> g, size_t fields) {
+std::vector<Group> Joined(std::vector<Group> g, size_t fields, LONGLONG beatLimit = 0) {
   auto join = [&g](size_t k) {
     g[k - 1].value = g[k - 1].value < 100000000000000LL ? g[k - 1].value * 1000 + g[k].value : 999999999999999999LL;
     g[k - 1].digits += 3;
@@ -95,15 +95,14 @@ std::vector<Group> Joined(std::vector<Group> g, size_t fields) {
   vane::kernel::ThousandSeparator(thousand, 8);
   ZoGetInatN(120, music1, 8);
   ZoGetInatN(121, music2, 8);
-  if (thousand[0] && thousand[0] != music1[0] && thousand[0] != music2[0])
-    for (size_t k = 1; k < g.size();)
-      if (g[k].before == thousand[0] && g[k].digits == 3 && k == 1) join(k);
-      else ++k;
-  while (g.size() > fields && g[1].digits == 3) {
-    g[0].value = g[0].value < 100000000000000LL ? g[0].value * 1000 + g[1].value : 999999999999999999LL;
-    g[0].digits += 3;
-    g.erase(g.begin() + 1);
+  if (thousand[0] && thousand[0] != music1[0] && thousand[0] != music2[0]) {
+    while (g.size() >= 2 && g[1].before == thousand[0] && g[1].digits == 3) join(1);
   }
+  // Where grouping and music separators are the same character, a three
+  // digit group that can't be a beat still belongs to the measures.
+  if (beatLimit > 0)
+    while (g.size() >= 2 && g[1].digits == 3 && g[1].before == thousand[0] && g[1].value > beatLimit) join(1);
+  while (g.size() > fields && g[1].digits == 3) join(1);
   return g;
 }
 
@@ -224,7 +223,7 @@ HRESULT ZoTextToMeasuresBeatsTicks(LPCWSTR text, const _zoposfmt* fmt, DWORD fla
   if (beats) *beats = 0;
   if (ticks) *ticks = 0;
   if (!text || !fmt) return E_POINTER;
-  const std::vector<Group> g = Joined(Groups(text, end), 3);
+  const std::vector<Group> g = Joined(Groups(text, end), 3, LONGLONG(fmt->beatsPerMeasure));
   const LONGLONG base = (flags & ZONANO_PARSE_NO_BASE) ? 0 : 1;
   LONGLONG m = g.size() > 0 ? g[0].value : 0, b = g.size() > 1 ? g[1].value : base, t = g.size() > 2 ? g[2].value : 0;
   if (g.empty()) m = base;

@@ -354,41 +354,49 @@ VANE_EXTERN_C COLORREF ZoTextToColorrefToken(const WCHAR* text, const WCHAR** en
 VANE_EXTERN_C DWORD ZoTextToDWordTokenEx(const WCHAR* text, DWORD def, DWORD minimum, DWORD maximum,
                                          const WCHAR** end) {
   const WCHAR* stop = nullptr;
-  return Ex(ZoTextToDWordToken(text, &stop), def, minimum, maximum, stop, end);
+  const auto value = ZoTextToDWordToken(text, &stop);
+  return Ex(value, def, minimum, maximum, stop, end);
 }
 VANE_EXTERN_C DWORDLONG ZoTextToDWordLongTokenEx(const WCHAR* text, DWORDLONG def, DWORDLONG minimum,
                                                  DWORDLONG maximum, const WCHAR** end) {
   const WCHAR* stop = nullptr;
-  return Ex(ZoTextToDWordLongToken(text, &stop), def, minimum, maximum, stop, end);
+  const auto value = ZoTextToDWordLongToken(text, &stop);
+  return Ex(value, def, minimum, maximum, stop, end);
 }
 VANE_EXTERN_C LONG ZoTextToLongTokenEx(const WCHAR* text, LONG def, LONG minimum, LONG maximum, const WCHAR** end) {
   const WCHAR* stop = nullptr;
-  return Ex(ZoTextToLongToken(text, &stop), def, minimum, maximum, stop, end);
+  const auto value = ZoTextToLongToken(text, &stop);
+  return Ex(value, def, minimum, maximum, stop, end);
 }
 VANE_EXTERN_C LONGLONG ZoTextToLongLongTokenEx(const WCHAR* text, LONGLONG def, LONGLONG minimum, LONGLONG maximum,
                                                const WCHAR** end) {
   const WCHAR* stop = nullptr;
-  return Ex(ZoTextToLongLongToken(text, &stop), def, minimum, maximum, stop, end);
+  const auto value = ZoTextToLongLongToken(text, &stop);
+  return Ex(value, def, minimum, maximum, stop, end);
 }
 VANE_EXTERN_C double ZoTextToDoubleTokenEx(const WCHAR* text, double def, double minimum, double maximum,
                                            const WCHAR** end) {
   const WCHAR* stop = nullptr;
-  return Ex(ZoTextToDoubleToken(text, &stop), def, minimum, maximum, stop, end);
+  const auto value = ZoTextToDoubleToken(text, &stop);
+  return Ex(value, def, minimum, maximum, stop, end);
 }
 VANE_EXTERN_C DWORD ZoHexToDWordTokenEx(const WCHAR* text, DWORD def, DWORD minimum, DWORD maximum,
                                         const WCHAR** end) {
   const WCHAR* stop = nullptr;
-  return Ex(ZoHexToDWordToken(text, &stop), def, minimum, maximum, stop, end);
+  const auto value = ZoHexToDWordToken(text, &stop);
+  return Ex(value, def, minimum, maximum, stop, end);
 }
 VANE_EXTERN_C DWORDLONG ZoHexToDWordLongTokenEx(const WCHAR* text, DWORDLONG def, DWORDLONG minimum,
                                                 DWORDLONG maximum, const WCHAR** end) {
   const WCHAR* stop = nullptr;
-  return Ex(ZoHexToDWordLongToken(text, &stop), def, minimum, maximum, stop, end);
+  const auto value = ZoHexToDWordLongToken(text, &stop);
+  return Ex(value, def, minimum, maximum, stop, end);
 }
 VANE_EXTERN_C COLORREF ZoTextToColorrefTokenEx(const WCHAR* text, COLORREF def, COLORREF minimum, COLORREF maximum,
                                                const WCHAR** end) {
   const WCHAR* stop = nullptr;
-  return Ex(ZoTextToColorrefToken(text, &stop), def, minimum, maximum, stop, end);
+  const auto value = ZoTextToColorrefToken(text, &stop);
+  return Ex(value, def, minimum, maximum, stop, end);
 }
 
 VANE_EXTERN_C int ZoColorrefToTextEx(COLORREF color, WCHAR* out, size_t capacity, DWORD flags) {

@@ -15,7 +15,9 @@ packages=(
   # peers: tools and libraries the tests and benchmarks compare against
   ffmpeg libswresample-dev sox mediainfo python3-mutagen libimage-exiftool-perl
   libsndfile1-dev libsamplerate0-dev libsoxr-dev libyuv-dev atomicparsley
-  imagemagick libmagic-dev file libpugixml-dev libexpat1-dev
+  imagemagick libmagic-dev file libpugixml-dev libexpat1-dev libavutil-dev libfmt-dev
+  # locales the number and time text tests run in
+  locales
   # local FTP server for the internet transfer tests
   python3-pyftpdlib
 )
@@ -27,14 +29,27 @@ for p in "${packages[@]}"; do
   fi
 done
 
+SUDO=""
+if [ "$(id -u)" -ne 0 ]; then SUDO="sudo"; fi
+
+# The text tests compare German and French number punctuation with English.
+generate_locales() {
+  for l in de_DE fr_FR; do
+    if ! locale -a 2>/dev/null | grep -qi "^$l\.utf-\?8$"; then
+      echo "setup: generating $l.UTF-8"
+      $SUDO localedef -i "$l" -f UTF-8 "$l.UTF-8" || echo "setup: could not generate $l.UTF-8"
+    fi
+  done
+}
+
 if [ ${#missing[@]} -eq 0 ]; then
   echo "setup: all ${#packages[@]} packages present"
+  generate_locales
   exit 0
 fi
 
-SUDO=""
-if [ "$(id -u)" -ne 0 ]; then SUDO="sudo"; fi
 echo "setup: installing ${missing[*]}"
 export DEBIAN_FRONTEND=noninteractive
 $SUDO apt-get -o DPkg::Lock::Timeout=900 update -qq
 $SUDO apt-get -o DPkg::Lock::Timeout=900 install -y -qq --no-install-recommends "${missing[@]}"
+generate_locales

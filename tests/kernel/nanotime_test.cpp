@@ -8,6 +8,7 @@
 #include <string>
 
 #include "kernel/nanotime.h"
+#include "kernel/zoprintf.h"
 #include "platform/wtext.h"
 
 namespace {
@@ -65,7 +66,14 @@ TEST(NanoTimeText, DocumentedEdges) {
   EXPECT_EQ(vane::platform::ToUtf8(small), "00:00");
 }
 
-TEST(NanoTimeText, EveryRowRoundTripsThroughItsOwnText) {
+class RoundTrip : public ::testing::TestWithParam<const char*> {
+ protected:
+  void TearDown() override { ZoLang_LoadInternationals("C"); }
+};
+
+// In every locale the text of a time parses back to a time of the same text.
+TEST_P(RoundTrip, EveryRowRoundTripsThroughItsOwnText) {
+  if (ZoLang_LoadInternationals(GetParam()) != S_OK) GTEST_SKIP() << GetParam() << " is not installed";
   std::mt19937_64 rng(42);
   const DWORD rows[] = {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16, 17, 18};
   for (DWORD row : rows)
@@ -79,10 +87,12 @@ TEST(NanoTimeText, EveryRowRoundTripsThroughItsOwnText) {
         const std::u16string wide = vane::platform::FromUtf8(text);
         LPCWSTR end = nullptr;
         const ZoNanoTime back = ZoTextToNanoTimeToken(wide.c_str(), &f, &end);
-        ASSERT_EQ(end, wide.c_str() + wide.size()) << "row " << row << " text " << text;
-        ASSERT_EQ(Text(f, back, flags), text) << "row " << row << " time " << t << " parsed " << back;
+        ASSERT_EQ(end, wide.c_str() + wide.size()) << GetParam() << " row " << row << " text " << text;
+        ASSERT_EQ(Text(f, back, flags), text) << GetParam() << " row " << row << " time " << t << " parsed " << back;
       }
 }
+
+INSTANTIATE_TEST_SUITE_P(Locales, RoundTrip, ::testing::Values("C", "de_DE.UTF-8", "fr_FR.UTF-8"));
 
 TEST(NanoTimeText, HostileTextParsesToZeroOrClampsNeverCrashes) {
   for (DWORD row = 0; row < 22; ++row) {
