@@ -2,11 +2,13 @@
 #include "kernel/number_text.h"
 
 #include <cmath>
+#include <cstdint>
 #include <cstdio>
 #include <cstring>
 #include <limits>
 #include <string>
 
+#include "kernel/detail/int_text.h"
 #include "kernel/detail/text_internal.h"
 #include "kernel/zolang.h"
 #include "kernel/zoprintf.h"
@@ -133,13 +135,22 @@ int FormatWith(const WCHAR* digits, WCHAR* out, int capacity, int decimals, bool
 
 std::u16string Ascii(const char* s) { return std::u16string(s, s + std::strlen(s)); }
 
+int IntegerText(std::uint64_t magnitude, bool negative, WCHAR* out, size_t capacity, int group) {
+  if (!out || capacity == 0) return 0;
+  char text[32];
+  const size_t length = FormatInteger(text, IntSpec{}, 'd', magnitude, negative);
+  if (group) return int(GroupAscii(text, length, Internationals(), out, capacity));
+  const size_t n = length < capacity - 1 ? length : capacity - 1;
+  for (size_t i = 0; i < n; ++i) out[i] = WCHAR(text[i]);
+  out[n] = 0;
+  return int(n);
+}
+
 template <typename T>
-int IntegerText(T value, const char* format, WCHAR* out, size_t capacity, int group) {
-  char buffer[32];
-  std::snprintf(buffer, sizeof buffer, format, value);
-  const std::u16string text = Ascii(buffer);
-  if (!group) return Emit(text, out, capacity);
-  return FormatWith(text.c_str(), out, int(capacity > 0x7FFFFFFF ? 0x7FFFFFFF : capacity), 0, true);
+int SignedText(T value, WCHAR* out, size_t capacity, int group) {
+  const bool negative = value < 0;
+  const std::uint64_t magnitude = negative ? 0 - std::uint64_t(std::int64_t(value)) : std::uint64_t(value);
+  return IntegerText(magnitude, negative, out, capacity, group);
 }
 
 }  // namespace
@@ -159,16 +170,16 @@ VANE_EXTERN_C int ZoFormatGroupDecimalNumber(const WCHAR* digits, WCHAR* out, in
 }
 
 VANE_EXTERN_C int ZoDWordToTextN(DWORD value, WCHAR* out, size_t capacity, int format) {
-  return IntegerText(unsigned(value), "%u", out, capacity, format);
+  return IntegerText(value, false, out, capacity, format);
 }
 VANE_EXTERN_C int ZoLongToTextN(LONG value, WCHAR* out, size_t capacity, int format) {
-  return IntegerText(int(value), "%d", out, capacity, format);
+  return vane::kernel::SignedText(value, out, capacity, format);
 }
 VANE_EXTERN_C int ZoDWordLongToTextN(DWORDLONG value, WCHAR* out, size_t capacity, int format) {
-  return IntegerText((unsigned long long)value, "%llu", out, capacity, format);
+  return IntegerText(value, false, out, capacity, format);
 }
 VANE_EXTERN_C int ZoLongLongToTextN(LONGLONG value, WCHAR* out, size_t capacity, int format) {
-  return IntegerText((long long)value, "%lld", out, capacity, format);
+  return vane::kernel::SignedText(value, out, capacity, format);
 }
 VANE_EXTERN_C int ZoDoubleToTextN(double value, WCHAR* out, size_t capacity, int format) {
   char buffer[64];

@@ -1,7 +1,10 @@
 // SPDX-License-Identifier: MIT
 #include "kernel/zoprintf.h"
 
+#include <cctype>
+#include <charconv>
 #include <cmath>
+#include <cstdint>
 #include <cstdio>
 #include <cstring>
 #include <map>
@@ -9,6 +12,7 @@
 #include <string>
 #include <vector>
 
+#include "kernel/detail/int_text.h"
 #include "kernel/detail/text_internal.h"
 #include "kernel/number_text.h"
 #include "platform/wtext.h"
@@ -49,19 +53,34 @@ class Sink {
     else m_cut = true;
   }
   void Put(std::u16string_view text) {
-    for (WCHAR c : text) {
-      if (m_length + 1 >= m_capacity) {
-        m_cut = true;
-        return;
-      }
-      m_out[m_length++] = c;
-    }
+    const size_t n = Room(text.size());
+    std::memcpy(m_out + m_length, text.data(), n * sizeof(WCHAR));
+    m_length += n;
+  }
+  void PutAscii(const char* text, size_t length) {
+    const size_t n = Room(length);
+    WCHAR* o = m_out + m_length;
+    for (size_t i = 0; i < n; ++i) o[i] = WCHAR(static_cast<unsigned char>(text[i]));
+    m_length += n;
   }
   void Finish() {
     if (m_capacity > 0) m_out[m_length] = 0;
     else m_cut = true;
   }
   size_t length() const { return m_length; }
+
+ private:
+  // How much of `wanted` fits before the terminator's place; marks a cut.
+  size_t Room(size_t wanted) {
+    const size_t room = m_capacity > m_length + 1 ? m_capacity - m_length - 1 : 0;
+    if (wanted > room) {
+      m_cut = true;
+      return room;
+    }
+    return wanted;
+  }
+
+ public:
   bool cut() const { return m_cut; }
 
  private:
@@ -92,7 +111,7 @@ bool IsConversion(WCHAR c) {
 
 // A conversion's specification between the escape and its character.
 struct Spec {
-  std::string flags;
+  char flags[8] = {};  // as written, at most 7
   int width = -1;
   int precision = -1;
   enum Size { kDefault, kShort, kLong, kWide64 } size = kDefault;
@@ -105,8 +124,12 @@ Spec ParseSpec(std::u16string_view body, WCHAR conversion) {
   Spec spec;
   spec.plain = body.empty();
   size_t i = 0;
-  while (i < body.size() && std::strchr("-+ #0", char(body[i] < 0x80 ? body[i] : 1)) && body[i] != 0)
-    spec.flags += char(body[i++]);
+  size_t f = 0;
+  while (i < body.size() && (body[i] == u'-' || body[i] == u'+' || body[i] == u' ' || body[i] == u'#' ||
+                             body[i] == u'0')) {
+    if (f < 7) spec.flags[f++] = char(body[i]);
+    ++i;
+  }
   auto number = [&](int& value) {
     if (i >= body.size() || body[i] < u'0' || body[i] > u'9') return;
     long long n = 0;
@@ -135,41 +158,103 @@ Spec ParseSpec(std::u16string_view body, WCHAR conversion) {
     spec.valid = false;
   }
   // "I64" and its kin alone still count as plain for d and i.
-  if (!spec.plain && spec.flags.empty() && spec.width < 0 && spec.precision < 0 && spec.size == Spec::kWide64)
+  if (!spec.plain && f == 0 && spec.width < 0 && spec.precision < 0 && spec.size == Spec::kWide64)
     spec.plain = true;
   (void)conversion;
   return spec;
 }
 
-std::string CSpec(const Spec& spec, const char* size, char conversion) {
-  std::string s = "%" + spec.flags;
-  if (spec.width >= 0) s += std::to_string(spec.width);
-  if (spec.precision >= 0) s += "." + std::to_string(spec.precision);
-  return s + size + conversion;
-}
-
-template <typename T>
-std::string Standard(const std::string& format, T value) {
-  const int n = std::snprintf(nullptr, 0, format.c_str(), value);
-  if (n <= 0) return std::string();
-  std::string text(size_t(n) + 1, '\0');
-  std::snprintf(text.data(), text.size(), format.c_str(), value);
-  text.resize(size_t(n));
-  return text;
-}
-
-std::u16string Grouped(const std::string& text) {
-  WCHAR out[2 * kMaxWidth + 600];
-  ZoFormatNumber(Widen(text).c_str(), out, int(std::size(out)));
+IntSpec IntSpecOf(const Spec& spec) {
+  IntSpec out;
+  for (const char* f = spec.flags; *f; ++f) {
+    out.left |= *f == '-';
+    out.plus |= *f == '+';
+    out.space |= *f == ' ';
+    out.alternate |= *f == '#';
+    out.zero |= *f == '0';
+  }
+  out.width = spec.width;
+  out.precision = spec.precision;
   return out;
 }
+
+// The C library's text of one double conversion; a stack buffer unless a
+// huge precision or width asks for more.
+class DoubleText {
+ public:
+  DoubleText(const Spec& spec, char conversion, double value) {
+    if (!std::strchr(spec.flags, '#') && FromCharConv(spec, conversion, value)) return;
+    char format[32] = "%";
+    size_t n = 1;
+    for (const char* f = spec.flags; *f; ++f) format[n++] = *f;
+    if (spec.width >= 0) n += size_t(std::snprintf(format + n, 8, "%d", spec.width));
+    if (spec.precision >= 0) n += size_t(std::snprintf(format + n, 9, ".%d", spec.precision));
+    format[n++] = conversion;
+    format[n] = 0;
+    int length = std::snprintf(m_small, sizeof m_small, format, value);
+    if (length < 0) length = 0;
+    if (size_t(length) >= sizeof m_small) {
+      m_large.resize(size_t(length) + 1);
+      std::snprintf(m_large.data(), m_large.size(), format, value);
+      m_text = m_large.data();
+    } else {
+      m_text = m_small;
+    }
+    m_length = size_t(length);
+  }
+  const char* data() const { return m_text; }
+  size_t size() const { return m_length; }
+
+ private:
+  // std::to_chars gives printf's digits exactly (as the C locale would) and
+  // much faster; flags and width are applied here.
+  bool FromCharConv(const Spec& spec, char conversion, double value) {
+    const int precision = spec.precision >= 0 ? spec.precision : 6;
+    const char lower = char(conversion | 0x20);
+    const std::chars_format form = lower == 'f' ? std::chars_format::fixed
+                                   : lower == 'e' ? std::chars_format::scientific
+                                                  : std::chars_format::general;
+    char digits[sizeof m_small - 8];
+    const std::to_chars_result r = std::to_chars(digits, digits + sizeof digits, value, form, precision);
+    if (r.ec != std::errc()) return false;
+    size_t n = size_t(r.ptr - digits);
+    if (conversion != lower)
+      for (size_t i = 0; i < n; ++i) digits[i] = char(std::toupper(static_cast<unsigned char>(digits[i])));
+    const bool negative = digits[0] == '-';
+    const char* body = digits + (negative ? 1 : 0);
+    const size_t bodyLength = n - (negative ? 1 : 0);
+    char sign = negative ? '-' : std::strchr(spec.flags, '+') ? '+' : std::strchr(spec.flags, ' ') ? ' ' : 0;
+    const size_t width = spec.width > 0 ? size_t(spec.width) : 0;
+    const size_t used = bodyLength + (sign ? 1 : 0);
+    size_t pad = width > used ? width - used : 0;
+    if (used + pad + 1 > sizeof m_small) return false;
+    const bool left = std::strchr(spec.flags, '-') != nullptr;
+    const bool zero = !left && std::strchr(spec.flags, '0') && std::isfinite(value);
+    char* o = m_small;
+    if (!left && !zero) o = static_cast<char*>(std::memset(o, ' ', pad)) + pad;
+    if (sign) *o++ = sign;
+    if (zero) o = static_cast<char*>(std::memset(o, '0', pad)) + pad;
+    std::memcpy(o, body, bodyLength);
+    o += bodyLength;
+    if (left) o = static_cast<char*>(std::memset(o, ' ', pad)) + pad;
+    *o = 0;
+    m_text = m_small;
+    m_length = size_t(o - m_small);
+    return true;
+  }
+
+  char m_small[384];
+  std::vector<char> m_large;
+  const char* m_text;
+  size_t m_length;
+};
 
 // s and c: width pads with spaces (left with '-'), precision cuts a string.
 std::u16string Padded(std::u16string text, const Spec& spec) {
   if (spec.precision >= 0 && text.size() > size_t(spec.precision)) text.resize(size_t(spec.precision));
   if (spec.width > 0 && text.size() < size_t(spec.width)) {
     const std::u16string pad(size_t(spec.width) - text.size(), u' ');
-    text = spec.flags.find('-') != std::string::npos ? text + pad : pad + text;
+    text = std::strchr(spec.flags, '-') ? text + pad : pad + text;
   }
   return text;
 }
@@ -191,8 +276,11 @@ class Formatter {
       } else if ((c == u'$' || c == u'%') && p[1]) {
         p = Conversion(p);
       } else {
-        m_sink.Put(c);
-        ++p;
+        // A run of plain text up to the next escape goes in one piece.
+        const WCHAR* q = p + 1;
+        while (*q && *q != u'$' && *q != u'%') ++q;
+        m_sink.Put(std::u16string_view(p, size_t(q - p)));
+        p = q;
       }
     }
   }
@@ -290,50 +378,50 @@ class Formatter {
 
   void Integer(const Spec& spec, char conversion, bool locale) {
     const bool isSigned = conversion == 'd' || conversion == 'i';
-    WCHAR out[64];
+    std::uint64_t magnitude;
+    bool negative = false;
     if (spec.size == Spec::kWide64) {
       const long long value = va_arg(m_args, long long);
-      if (isSigned && spec.plain) {
-        ZoLongLongToTextN(value, out, 64, locale);
-        m_sink.Put(out);
-        return;
+      negative = isSigned && value < 0;
+      magnitude = negative ? 0 - std::uint64_t(value) : std::uint64_t(value);
+      // Only plain d and i of 64 bits take the locale.
+      if (!(isSigned && spec.plain)) locale = false;
+    } else {
+      const int value = va_arg(m_args, int);
+      if (spec.size == Spec::kShort) {
+        negative = isSigned && short(value) < 0;
+        magnitude = isSigned ? std::uint64_t(negative ? -std::int64_t(short(value)) : short(value))
+                             : std::uint64_t(static_cast<unsigned short>(value));
+      } else {
+        negative = isSigned && value < 0;
+        magnitude = isSigned ? (negative ? 0 - std::uint64_t(std::int64_t(value)) : std::uint64_t(value))
+                             : std::uint64_t(unsigned(value));
       }
-      m_sink.Put(Widen(Standard(CSpec(spec, "ll", conversion), value)));
-      return;
     }
-    const int value = va_arg(m_args, int);
-    if (spec.plain && isSigned) {
-      ZoLongToTextN(value, out, 64, locale);
-      m_sink.Put(out);
-      return;
+    char text[2 * kMaxWidth + 64];
+    const size_t length = FormatInteger(text, IntSpecOf(spec), conversion, magnitude, negative);
+    if (locale && (isSigned || conversion == 'u')) {
+      WCHAR grouped[3 * kMaxWidth + 64];
+      const size_t n = GroupAscii(text, length, Internationals(), grouped, std::size(grouped));
+      m_sink.Put(std::u16string_view(grouped, n));
+    } else {
+      m_sink.PutAscii(text, length);
     }
-    if (spec.plain && conversion == 'u') {
-      ZoDWordToTextN(DWORD(value), out, 64, locale);
-      m_sink.Put(out);
-      return;
-    }
-    const char* size = spec.size == Spec::kShort ? "h" : "";
-    const std::string text = Standard(CSpec(spec, size, conversion), value);
-    if (locale && (isSigned || conversion == 'u')) m_sink.Put(Grouped(text));
-    else m_sink.Put(Widen(text));
   }
 
   void Double(const Spec& spec, char conversion, bool locale) {
     const double value = va_arg(m_args, double);
-    const std::string text = Standard(CSpec(spec, "", conversion), value);
-    if (!locale || conversion == 'e' || conversion == 'E' || !std::isfinite(value)) {
-      m_sink.Put(Widen(text));
+    const DoubleText text(spec, conversion, value);
+    const bool exponent = std::memchr(text.data(), 'e', text.size()) || std::memchr(text.data(), 'E', text.size());
+    if (!locale || conversion == 'e' || conversion == 'E' || !std::isfinite(value) ||
+        ((conversion == 'g' || conversion == 'G') && exponent)) {
+      m_sink.PutAscii(text.data(), text.size());
       return;
     }
-    std::vector<WCHAR> out(text.size() * 2 + 64);
-    if (conversion == 'f' || conversion == 'F') {
-      ZoFormatGroupDecimalNumber(Widen(text).c_str(), out.data(), int(out.size()), -1);
-    } else if (text.find_first_of("eE") == std::string::npos) {
-      ZoFormatDecimalNumber(Widen(text).c_str(), out.data(), int(out.size()));
-    } else {
-      m_sink.Put(Widen(text));
-      return;
-    }
+    const std::u16string wide(text.data(), text.data() + text.size());
+    std::vector<WCHAR> out(text.size() * 3 + 64);
+    if (conversion == 'f' || conversion == 'F') ZoFormatGroupDecimalNumber(wide.c_str(), out.data(), int(out.size()), -1);
+    else ZoFormatDecimalNumber(wide.c_str(), out.data(), int(out.size()));
     m_sink.Put(out.data());
   }
 
@@ -367,6 +455,11 @@ class Formatter {
       text = s ? platform::FromUtf8(s) : u"(null)";
     } else {
       const WCHAR* s = va_arg(m_args, const WCHAR*);
+      if (spec.width < 0 && spec.precision < 0) {
+        // The common case goes straight to the output.
+        m_sink.Put(s ? std::u16string_view(s) : std::u16string_view(u"(null)"));
+        return;
+      }
       text = s ? std::u16string(s) : u"(null)";
     }
     m_sink.Put(Padded(std::move(text), spec));

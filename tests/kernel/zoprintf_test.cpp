@@ -6,6 +6,8 @@
 #include <gtest/gtest.h>
 
 #include <clocale>
+#include <cmath>
+#include <cstdint>
 #include <cstdio>
 #include <cstring>
 #include <locale.h>
@@ -76,6 +78,46 @@ TEST_F(Formatter, DocumentedForms) {
   EXPECT_EQ(Print(u"$* $, $: $!: $!. $!, $&: $&."), ". , : : . , . .");
   EXPECT_EQ(Print(u"50%% off, 5%"), "50% off, 5%") << "no conversion character: text stays";
   EXPECT_EQ(Print(u"$!x"), "$!x");
+}
+
+// Doubles and integers are formatted without the C library's printf; every
+// flag, width and precision must still give its exact text.
+TEST_F(Formatter, NumbersMatchSnprintfExactly) {
+  const char* doubleForms[] = {"%f", "%.0f", "%.3f", "%.17f", "%e", "%.10e", "%E", "%g", "%.4g", "%G", "%.0g",
+                               "%+08.2f", "%-12.3e|", "% g", "%012.4f", "%#.3g", "%#x", "%20.15g"};
+  const char* intForms[] = {"%d", "%5d", "%-5d|", "%05d", "%+d", "% d", "%.3d", "%8.3d", "%x", "%#x", "%#o",
+                            "%o", "%08X", "%u", "%.0d", "%-08x|"};
+  std::mt19937_64 rng(11);
+  auto randomDouble = [&rng] {
+    std::uint64_t bits = rng();
+    double d;
+    std::memcpy(&d, &bits, sizeof d);
+    switch (rng() % 4) {
+      case 0: return d;                                      // any bit pattern, inf and nan included
+      case 1: return double(std::int64_t(rng() % 2000001) - 1000000) / 8.0;  // exact halves and eighths
+      case 2: return double(rng() % 100000) * 0.001;
+      default: return std::ldexp(double(rng() % 1000), int(rng() % 200) - 100);
+    }
+  };
+  for (int i = 0; i < 20000; ++i) {
+    const double d = randomDouble();
+    for (const char* form : doubleForms) {
+      if (std::strchr(form, 'x')) continue;
+      char want[512];
+      std::snprintf(want, sizeof want, form, d);
+      ASSERT_EQ(Print(FromUtf8(form).c_str(), d), want) << form << " of " << d;
+    }
+    const int v = int(rng());
+    for (const char* form : intForms) {
+      char want[64];
+      std::snprintf(want, sizeof want, form, v);
+      ASSERT_EQ(Print(FromUtf8(form).c_str(), v), want) << form << " of " << v;
+    }
+    const long long w = (long long)rng();
+    char want[64];
+    std::snprintf(want, sizeof want, "%lld %llx %20llu", w, w, (unsigned long long)w);
+    ASSERT_EQ(Print(u"%I64d %I64x %20I64u", w, w, w), want);
+  }
 }
 
 TEST_F(Formatter, NumberFamily) {
