@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "kernel/error_handler.h"
 
-#include "kernel/zolang.h"
 #include <cinttypes>
 #include <cstdio>
 #include <cstring>
@@ -10,8 +9,9 @@
 
 #include "kernel/message_box.h"
 #include "kernel/status_table.h"
-#include "kernel/zolang.h"
 #include "kernel/win32_errors.h"
+#include "kernel/zolang.h"
+#include "kernel/zoprintf.h"
 #include "platform/sync.h"
 
 namespace {
@@ -45,62 +45,19 @@ std::vector<Table>& Tables() {
   return tables;
 }
 
-// A small printf for wide text: flags '-' and '0', width, l/ll/I64 lengths,
-// conversions d i u x X c s p %. Unknown conversions are copied as they stand.
+// The kernel's formatter into a growing buffer: "%" forms plain, "$" forms
+// in the user's punctuation, "$(name)" tokens.
 std::u16string Format(const WCHAR* format, va_list args) {
-  std::u16string out;
-  for (const WCHAR* p = format; *p; ++p) {
-    if (*p != u'%') {
-      out += *p;
-      continue;
-    }
-    const WCHAR* start = p++;
-    bool left = false, zero = false;
-    for (; *p == u'-' || *p == u'0'; ++p) (*p == u'-' ? left : zero) = true;
-    int width = 0;
-    for (; *p >= u'0' && *p <= u'9'; ++p) width = std::min(width * 10 + (*p - u'0'), 4096);
-    bool wide = false;
-    if (*p == u'l') {
-      ++p;
-      if (*p == u'l') ++p;
-      wide = true;
-    } else if (p[0] == u'I' && p[1] == u'6' && p[2] == u'4') {
-      p += 3;
-      wide = true;
-    }
-    char buf[64] = {};
-    std::u16string piece;
-    switch (*p) {
-      case u'd':
-      case u'i':
-        std::snprintf(buf, sizeof buf, "%lld", wide ? va_arg(args, long long) : (long long)va_arg(args, int));
-        break;
-      case u'u':
-        std::snprintf(buf, sizeof buf, "%llu", wide ? va_arg(args, unsigned long long) : (unsigned long long)va_arg(args, unsigned));
-        break;
-      case u'x':
-      case u'X':
-        std::snprintf(buf, sizeof buf, *p == u'x' ? "%llx" : "%llX",
-                      wide ? va_arg(args, unsigned long long) : (unsigned long long)va_arg(args, unsigned));
-        break;
-      case u'p': std::snprintf(buf, sizeof buf, "%p", va_arg(args, void*)); break;
-      case u'c': piece = std::u16string(1, char16_t(va_arg(args, int))); break;
-      case u's': {
-        const WCHAR* s = va_arg(args, const WCHAR*);
-        piece = s ? s : u"(null)";
-        break;
-      }
-      case u'%': piece = u"%"; break;
-      case 0: return out + std::u16string(start);
-      default: piece = std::u16string(start, size_t(p - start + 1));
-    }
-    if (buf[0]) piece = vane::platform::FromUtf8(buf);
-    if (int(piece.size()) < width)
-      piece = left ? piece + std::u16string(size_t(width) - piece.size(), u' ')
-                   : std::u16string(size_t(width) - piece.size(), zero ? u'0' : u' ') + piece;
-    out += piece;
+  std::vector<WCHAR> buffer(1024);
+  for (;;) {
+    va_list copy;
+    va_copy(copy, args);
+    size_t written = 0;
+    const HRESULT hr = ZoNVPrintF(buffer.data(), buffer.size(), &written, format, copy);
+    va_end(copy);
+    if (hr == S_OK || buffer.size() >= (size_t(1) << 22)) return std::u16string(buffer.data(), written);
+    buffer.resize(buffer.size() * 4);
   }
-  return out;
 }
 
 // Table texts open with line feeds for a message box; a composed text wants none.
