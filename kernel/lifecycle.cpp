@@ -7,6 +7,7 @@
 
 #include "kernel/clock.h"
 #include "kernel/detail/cpu_detect.h"
+#include "kernel/intl.h"
 #include "kernel/kernel_strings.h"
 #include "kernel/message_box.h"
 #include "kernel/os_info.h"
@@ -118,8 +119,8 @@ BOOL ZoKernel_EarlyInitialize(HMODULE module, DWORD flags) {
   HRESULT hr = CreateStringBuffers();
   if (SUCCEEDED(hr)) {
     hr = OpenKernelStrings(module);
-    // The national settings of the formatted-text layer are read by that
-    // layer on first use; nothing to fetch here yet.
+    // The national settings, once, with the kernel's tokens.
+    if (SUCCEEDED(hr)) ZoLang_GetInternationals(nullptr, 0);
   }
 
   // Neither can fail the start.

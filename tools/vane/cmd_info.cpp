@@ -7,6 +7,8 @@
 #include "audio/zowaveformat.h"
 #include "fileio/zofileio.h"
 #include "fileutil/meta_stream.h"
+#include "kernel/nanotime.h"
+#include "kernel/zoprintf.h"
 #include "platform/guid.h"
 #include "platform/wtext.h"
 #include "tools/vane/cli.h"
@@ -115,7 +117,13 @@ int Run(Args& args) {
                   SampleTypeName(wf->sampleType), unsigned(wf->FormatTag()), unsigned(wf->nSamplesPerSec),
                   unsigned(wf->nChannels), wf->nChannels == 1 ? "" : "s", unsigned(wf->BitsPerSample()),
                   unsigned(wf->nBlockAlign));
-      std::printf("    %lld samples, %.3f s\n", static_cast<long long>(r.length), seconds);
+      // Counts and times in the user's punctuation, through the kernel's formatter.
+      _zoposfmt clock{};
+      clock.format = ZOPOSFMT_TIME;
+      WCHAR time[64], line[160];
+      ZoNanoTimeToTextN(time, 64, &clock, ZoNanoTime(seconds * 1e7 + 0.5), 0);
+      ZoCchPrintF(line, 160, u"    $I64d samples, $.3f s, %s", static_cast<long long>(r.length), seconds, time);
+      std::printf("%s\n", vane::platform::ToUtf8(line).c_str());
     } else {
       std::printf("  stream %d: %s\n", int(i), StreamTypeName(r.streamType));
     }
