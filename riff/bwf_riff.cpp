@@ -2,6 +2,7 @@
 #include "riff/bwf_riff.h"
 
 #include <algorithm>
+#include <cstring>
 #include <type_traits>
 #include <vector>
 
@@ -100,14 +101,93 @@ struct Wave64 {
   }
 };
 
+// RF64 and BW64: classic chunks whose form and data sizes live in "ds64".
+// The form ends where ds64 says (never past the file), chunks are walked
+// from the start with the data chunk's real size, appends grow the ds64
+// size, and a delete only relabels: the audio never moves.
+struct Rf64 {
+  using Id = DWORD;
+  static constexpr std::int64_t kHeader = 8;
+  static constexpr DWORD kAlign = 2;
+  struct Ds64 {
+    ULONGLONG riffSize = 0, dataSize = 0;
+  };
+  static HRESULT ReadDs64(HANDLE file, Ds64* ds64) {
+    BYTE head[36];
+    if (!FileSeek(file, 0, FILE_BEGIN) || !FileReadExact(file, head, sizeof head)) return ZOERR_FILE_READ;
+    if ((std::memcmp(head, "RF64", 4) != 0 && std::memcmp(head, "BW64", 4) != 0) || std::memcmp(head + 8, "WAVE", 4) != 0)
+      return kNotWave;
+    if (std::memcmp(head + 12, "ds64", 4) != 0) return ZOERR_FILE_CORRUPT;
+    std::memcpy(&ds64->riffSize, head + 20, 8);
+    std::memcpy(&ds64->dataSize, head + 28, 8);
+    return S_OK;
+  }
+  static HRESULT Form(HANDLE file, ULONGLONG* riffEnd) {
+    Ds64 ds64;
+    VANE_RETURN_IF_FAILED(ReadDs64(file, &ds64));
+    const std::int64_t length = FileLength(file);
+    if (length < 0) return ZOERR_FILE_READ;
+    *riffEnd = ds64.riffSize > ULONGLONG(length) - 8 ? ULONGLONG(length) : ds64.riffSize + 8;
+    return S_OK;
+  }
+  // Leaves the file at the chunk's body.
+  static HRESULT Find(HANDLE file, Id id, ULONGLONG* size) {
+    *size = 0;
+    Ds64 ds64;
+    VANE_RETURN_IF_FAILED(ReadDs64(file, &ds64));
+    ULONGLONG end = 0;
+    VANE_RETURN_IF_FAILED(Form(file, &end));
+    ULONGLONG pos = 12;
+    while (pos + 8 <= end) {
+      BYTE head[8];
+      if (!FileSeek(file, std::int64_t(pos), FILE_BEGIN) || !FileReadExact(file, head, 8)) return ZOERR_FILE_READ;
+      DWORD chunkId = 0, chunkSize = 0;
+      std::memcpy(&chunkId, head, 4);
+      std::memcpy(&chunkSize, head + 4, 4);
+      ULONGLONG real = chunkSize;
+      if (chunkSize == 0xFFFFFFFF && chunkId == kFourCC_data) real = ds64.dataSize;
+      if (chunkId == id) {
+        *size = real;
+        return S_OK;
+      }
+      pos += 8 + real + (real & 1);
+    }
+    return ZOERR_NOT_FOUND;
+  }
+  static bool IdsFor(int chunk, Id* ids, int* count) { return Classic::IdsFor(chunk, ids, count); }
+  static HRESULT WriteJunkId(HANDLE file) { return Classic::WriteJunkId(file); }
+  static HRESULT WriteHeader(HANDLE file, Id id, DWORD size) { return Classic::WriteHeader(file, id, size); }
+  static HRESULT Grow(HANDLE file, LONGLONG delta) {
+    Ds64 ds64;
+    VANE_RETURN_IF_FAILED(ReadDs64(file, &ds64));
+    const ULONGLONG riffSize = ds64.riffSize + ULONGLONG(delta);
+    if (!FileSeek(file, 20, FILE_BEGIN) || !FileWriteExact(file, &riffSize, 8)) return ZOERR_FILE_WRITE;
+    return S_OK;
+  }
+  static HRESULT Delete(HANDLE file, Id id, ULONGLONG* removed) {
+    *removed = 0;
+    ULONGLONG size = 0;
+    VANE_RETURN_IF_FAILED(Find(file, id, &size));
+    std::int64_t body = 0;
+    if (!FileSeek(file, 0, FILE_CURRENT, &body) || !FileSeek(file, body - 8, FILE_BEGIN)) return ZOERR_FILE_WRITE;
+    return WriteJunkId(file);
+  }
+  static HRESULT FormatChunk(HANDLE file, DWORD* rate, WORD* bits, WORD* channels);
+};
+
+bool IsRf64File(HANDLE file) {
+  Rf64::Ds64 ds64;
+  return SUCCEEDED(Rf64::ReadDs64(file, &ds64));
+}
+
 template <typename Layer>
 HRESULT ReadProps(HANDLE file, DWORD* rate, WORD* bits, WORD* channels) {
   ULONGLONG end = 0;
   VANE_RETURN_IF_FAILED(Layer::Form(file, &end));
   ULONGLONG size = 0;
   typename Layer::Id fmt{};
-  if constexpr (std::is_same_v<Layer, Classic>) fmt = kFourCC_fmt;
-  else fmt = kW64_fmt;
+  if constexpr (std::is_same_v<Layer, Wave64>) fmt = kW64_fmt;
+  else fmt = kFourCC_fmt;
   VANE_RETURN_IF_FAILED(Layer::Find(file, fmt, &size));
   if (size < 16) return ZOERR_BAD_FORMAT;
   BYTE head[16];
@@ -115,7 +195,11 @@ HRESULT ReadProps(HANDLE file, DWORD* rate, WORD* bits, WORD* channels) {
   if (channels) *channels = static_cast<WORD>(head[2] | (head[3] << 8));
   if (rate) *rate = static_cast<DWORD>(head[4] | (head[5] << 8) | (head[6] << 16) | (DWORD{head[7]} << 24));
   if (bits) *bits = static_cast<WORD>(head[14] | (head[15] << 8));
-  return FileSeek(file, Layer::kHeader + (std::is_same_v<Layer, Classic> ? 4 : 16), FILE_BEGIN) ? S_OK : ZOERR_FILE_READ;
+  return FileSeek(file, Layer::kHeader + (std::is_same_v<Layer, Wave64> ? 16 : 4), FILE_BEGIN) ? S_OK : ZOERR_FILE_READ;
+}
+
+HRESULT Rf64::FormatChunk(HANDLE file, DWORD* rate, WORD* bits, WORD* channels) {
+  return ReadProps<Rf64>(file, rate, bits, channels);
 }
 
 // Reads a whole chunk body found by one of the ids; S_FALSE when none is there.
@@ -244,32 +328,68 @@ HRESULT DeleteAll(HANDLE file, ULONGLONG* bytes) {
 }  // namespace
 
 VANE_EXTERN_C HRESULT ReadFilePropsFromFormatChunk(HANDLE file, DWORD* rate, WORD* bits, WORD* channels) {
-  return ReadProps<Classic>(file, rate, bits, channels);
+  return IsRf64File(file) ? ReadProps<Rf64>(file, rate, bits, channels) : ReadProps<Classic>(file, rate, bits, channels);
 }
 VANE_EXTERN_C HRESULT ReadFilePropsFromFormatChunk64(HANDLE file, DWORD* rate, WORD* bits, WORD* channels) {
   return ReadProps<Wave64>(file, rate, bits, channels);
 }
 VANE_EXTERN_C HRESULT bwfriff_LoadInfo(HANDLE file, _tagZOBWF_Chunk* record, BOOL* found) {
-  return LoadInfo<Classic>(file, record, found);
+  return IsRf64File(file) ? LoadInfo<Rf64>(file, record, found) : LoadInfo<Classic>(file, record, found);
 }
 VANE_EXTERN_C HRESULT bwfriff64_LoadInfo(HANDLE file, _tagZOBWF_Chunk* record, BOOL* found) {
   return LoadInfo<Wave64>(file, record, found);
 }
 VANE_EXTERN_C HRESULT bwfriff_UpdateStreamChunk(int chunk, HANDLE file, const void* data, DWORD size, LONGLONG* delta) {
-  return UpdateStreamChunk<Classic>(chunk, file, data, size, delta);
+  return IsRf64File(file) ? UpdateStreamChunk<Rf64>(chunk, file, data, size, delta)
+                          : UpdateStreamChunk<Classic>(chunk, file, data, size, delta);
 }
 VANE_EXTERN_C HRESULT bwfriff64_UpdateStreamChunk(int chunk, HANDLE file, const void* data, DWORD size,
                                                   LONGLONG* delta) {
   return UpdateStreamChunk<Wave64>(chunk, file, data, size, delta);
 }
 VANE_EXTERN_C HRESULT bwfriff_DeleteChunk(int chunk, HANDLE file, ULONGLONG* bytes) {
-  return DeleteChunk<Classic>(chunk, file, bytes);
+  return IsRf64File(file) ? DeleteChunk<Rf64>(chunk, file, bytes) : DeleteChunk<Classic>(chunk, file, bytes);
 }
 VANE_EXTERN_C HRESULT bwfriff64_DeleteChunk(int chunk, HANDLE file, ULONGLONG* bytes) {
   return DeleteChunk<Wave64>(chunk, file, bytes);
 }
-VANE_EXTERN_C HRESULT bwfriff_DeleteAllChunks(HANDLE file, ULONGLONG* bytes) { return DeleteAll<Classic>(file, bytes); }
+VANE_EXTERN_C HRESULT bwfriff_DeleteAllChunks(HANDLE file, ULONGLONG* bytes) {
+  return IsRf64File(file) ? DeleteAll<Rf64>(file, bytes) : DeleteAll<Classic>(file, bytes);
+}
 VANE_EXTERN_C HRESULT bwfriff64_DeleteAllChunks(HANDLE file, ULONGLONG* bytes) { return DeleteAll<Wave64>(file, bytes); }
+
+VANE_EXTERN_C HRESULT rf64_FindListChunk(HANDLE file, DWORD listType, DWORD* size) {
+  if (size) *size = 0;
+  Rf64::Ds64 ds64;
+  VANE_RETURN_IF_FAILED(Rf64::ReadDs64(file, &ds64));
+  ULONGLONG end = 0;
+  VANE_RETURN_IF_FAILED(Rf64::Form(file, &end));
+  for (ULONGLONG pos = 12; pos + 12 <= end;) {
+    BYTE head[12];
+    if (!FileSeek(file, std::int64_t(pos), FILE_BEGIN) || !FileReadExact(file, head, 12)) return ZOERR_FILE_READ;
+    DWORD id = 0, chunkSize = 0, type = 0;
+    std::memcpy(&id, head, 4);
+    std::memcpy(&chunkSize, head + 4, 4);
+    std::memcpy(&type, head + 8, 4);
+    const ULONGLONG real = chunkSize == 0xFFFFFFFF && id == kFourCC_data ? ds64.dataSize : chunkSize;
+    if (id == kFourCC_LIST && type == listType && real >= 4) {
+      // Left after the list type, as the classic search leaves it.
+      if (size) *size = DWORD(std::min<ULONGLONG>(real - 4, end - pos - 12));
+      return S_OK;
+    }
+    pos += 8 + real + (real & 1);
+  }
+  return ZOERR_NOT_FOUND;
+}
+
+VANE_EXTERN_C BOOL rf64_IsRf64(HANDLE file) { return IsRf64File(file) ? TRUE : FALSE; }
+
+VANE_EXTERN_C HRESULT rf64_FindChunkHeader(HANDLE file, DWORD id, DWORD* size) {
+  ULONGLONG real = 0;
+  const HRESULT hr = Rf64::Find(file, id, &real);
+  if (size) *size = DWORD(std::min<ULONGLONG>(real, 0xFFFFFFFF));
+  return hr;
+}
 
 VANE_EXTERN_C HRESULT bwfriff_LoadTimestampInfoQuick(LPCWSTR name, _tagZOBWF_Chunk* record, BOOL* found,
                                                      BOOL isWave64) {
@@ -278,18 +398,22 @@ VANE_EXTERN_C HRESULT bwfriff_LoadTimestampInfoQuick(LPCWSTR name, _tagZOBWF_Chu
   HANDLE file = CreateFileW(name, GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING, 0, nullptr);
   if (file == INVALID_HANDLE_VALUE) return ZOERR_FILE_OPEN;
   *found = TRUE;
+  const bool rf64 = !isWave64 && IsRf64File(file);
   HRESULT hr = isWave64 ? ReadProps<Wave64>(file, &record->sampleRate, &record->bitsPerSample, &record->channels)
+               : rf64   ? ReadProps<Rf64>(file, &record->sampleRate, &record->bitsPerSample, &record->channels)
                         : ReadProps<Classic>(file, &record->sampleRate, &record->bitsPerSample, &record->channels);
   if (SUCCEEDED(hr)) {
     ULONGLONG size = 0;
     const bool haveBext = isWave64 ? SUCCEEDED(Wave64::Find(file, kW64_bext_chunk, &size))
+                          : rf64   ? (SUCCEEDED(Rf64::Find(file, kFourCC_bext, &size)) ||
+                                      SUCCEEDED(Rf64::Find(file, kFourCC_BEXT, &size)))
                                    : (SUCCEEDED(Classic::Find(file, kFourCC_bext, &size)) ||
                                       SUCCEEDED(Classic::Find(file, kFourCC_BEXT, &size)));
     if (haveBext) {
       ZOBEXT_HEAD head{};
       const DWORD want = static_cast<DWORD>(std::min<ULONGLONG>(size, sizeof head));
       hr = isWave64 ? riff64_ReadDataBounded(file, &head, sizeof head, static_cast<DWORD>(std::min<ULONGLONG>(size, 0xFFFFFFFF)))
-                    : riff_ReadDataBounded(file, &head, sizeof head, static_cast<DWORD>(size));
+                    : riff_ReadDataBounded(file, &head, sizeof head, static_cast<DWORD>(std::min<ULONGLONG>(size, 0xFFFFFFFF)));
       if (SUCCEEDED(hr) && want >= 4) {
         _tagZOBWF_Chunk stamp;
         ExtractBextContent(reinterpret_cast<const BYTE*>(&head), sizeof head, &stamp);

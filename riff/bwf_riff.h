@@ -43,4 +43,11 @@ VANE_EXPORT HRESULT BuildAndWriteRawIxmlChunk(HANDLE file, const _tagZOBWF_Chunk
 // Writes the record: bext built and updated when the record has its view,
 // deleted otherwise; then the iXML document.
 VANE_EXPORT HRESULT bwfriff_SaveInfo(HANDLE file, const _tagZOBWF_Chunk* record, BOOL isWave64);
+// RF64 and BW64 (sizes in "ds64"): whether the file is one, and the search
+// for a LIST of a type with the data chunk's real size; the file is left
+// after the list type and *size is what follows it.
+VANE_EXPORT BOOL rf64_IsRf64(HANDLE file);
+VANE_EXPORT HRESULT rf64_FindListChunk(HANDLE file, DWORD listType, DWORD* size);
+// The first chunk of an id, the file left at its body (sizes above 4 GB cut to 32 bits).
+VANE_EXPORT HRESULT rf64_FindChunkHeader(HANDLE file, DWORD id, DWORD* size);
 VANE_END_EXTERN_C

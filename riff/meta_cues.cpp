@@ -10,6 +10,7 @@
 #include "platform/file.h"
 #include "platform/wtext.h"
 #include "riff/detail/file_access.h"
+#include "riff/bwf_riff.h"
 #include "riff/riff_api.h"
 
 namespace {
@@ -145,19 +146,25 @@ const BYTE* FindLabelChunk(const std::vector<BYTE>& adtl, DWORD id, DWORD name, 
 VANE_EXTERN_C HRESULT ZoFMMeta_fillCuesFromFileEx(HANDLE file, DWORD rate, tZOLIST* timeList, tZOLIST* sampleList) {
   if (!timeList && !sampleList) return S_OK;
   if (!file || file == INVALID_HANDLE_VALUE) return MakeStatus(0x8004E007);
+  // RF64 and BW64 keep their sizes in ds64; the same chunks are found there.
+  const bool rf64 = rf64_IsRf64(file);
+  auto findChunk = [&](DWORD id, DWORD* size) {
+    return rf64 ? rf64_FindChunkHeader(file, id, size) : riff_FindChunkHeaderInRIFF(file, id, size, nullptr);
+  };
   DWORD size = 0;
   std::vector<BYTE> body;
-  if (SUCCEEDED(riff_FindChunkHeaderInRIFF(file, kFourCC_zo01, &size, nullptr))) {
+  if (SUCCEEDED(findChunk(kFourCC_zo01, &size))) {
     if (!ReadBody(file, size, &body)) return ZOERR_FILE_READ;
     VANE_RETURN_IF_FAILED(AddExtendedEntries(body, rate, timeList, sampleList));
   }
-  if (FAILED(riff_FindChunkHeaderInRIFF(file, kFourCC_cue, &size, nullptr))) return S_OK;
+  if (FAILED(findChunk(kFourCC_cue, &size))) return S_OK;
   std::vector<BYTE> cue;
   if (!ReadBody(file, size, &cue)) return ZOERR_FILE_READ;
   std::vector<BYTE> adtl;
   DWORD listSize = 0;
-  if (SUCCEEDED(riff_FindListChunkFromStart(file, kFourCC_adtl, &listSize)) && !ReadBody(file, listSize, &adtl))
-    adtl.clear();
+  const HRESULT list = rf64 ? rf64_FindListChunk(file, kFourCC_adtl, &listSize)
+                            : riff_FindListChunkFromStart(file, kFourCC_adtl, &listSize);
+  if (SUCCEEDED(list) && !ReadBody(file, listSize, &adtl)) adtl.clear();
   if (cue.size() < 4) return S_OK;
   const DWORD count = std::min<DWORD>(Le32(cue.data()), static_cast<DWORD>((cue.size() - 4) / 24));
   for (DWORD i = 0; i < count; ++i) {

@@ -12,6 +12,7 @@
 #include "platform/file.h"
 #include "fileutil/meta_stream.h"
 #include "riff/meta_cues.h"
+#include "riff/bwf_riff.h"
 #include "riff/riff_api.h"
 #include "riff/riff_types.h"
 #include "riff/summary.h"
@@ -67,9 +68,14 @@ class WaveMetaDecoder final : public ffbase::IMetaDecoder {
  private:
   // The INFO items through the summary record; a list the record refuses
   // (damage) is walked item by item, keeping what comes before the damage.
+  HRESULT FindInfo(DWORD* size) {
+    return rf64_IsRf64(m_file) ? rf64_FindListChunk(m_file, kFourCC_INFO, size)
+                               : riff_FindListChunkFromStart(m_file, kFourCC_INFO, size);
+  }
+
   void AddSummary(fileutil::MetaMap* map) {
     DWORD size = 0;
-    if (FAILED(riff_FindListChunkFromStart(m_file, kFourCC_INFO, &size))) return;  // no INFO list
+    if (FAILED(FindInfo(&size))) return;  // no INFO list
     ZOSUMMARY summary{};
     DWORD remaining = size;
     if (SUCCEEDED(ZoSummary_Load(m_file, &summary, &remaining))) {
@@ -78,7 +84,7 @@ class WaveMetaDecoder final : public ffbase::IMetaDecoder {
       ZoSummary_Free(&summary);
       return;
     }
-    if (FAILED(riff_FindListChunkFromStart(m_file, kFourCC_INFO, &size))) return;
+    if (FAILED(FindInfo(&size))) return;
     remaining = size;
     std::u16string text(kMaxItemChars + 1, u'\0');
     for (int i = 0; i < kMaxItems && remaining >= 8; ++i) {
@@ -119,6 +125,10 @@ class WaveMetaDecoder final : public ffbase::IMetaDecoder {
   // The rate of the "fmt " chunk, for markers; 0 when there is none.
   void ReadRate() {
     m_rate = 0;
+    if (rf64_IsRf64(m_file)) {
+      ReadFilePropsFromFormatChunk(m_file, &m_rate, nullptr, nullptr);
+      return;
+    }
     DWORD size = 0, remaining = 0;
     if (FAILED(riff_FindChunkHeaderInRIFF(m_file, kFourCC_fmt, &size, &remaining)) || size < 8)
       return;

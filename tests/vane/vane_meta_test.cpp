@@ -4,6 +4,11 @@
 // audio is the same before and after.
 #include <gtest/gtest.h>
 
+#include <cstdint>
+#include <cstring>
+#include <string>
+#include <vector>
+
 #include "tests/support/test_files.h"
 
 namespace {
@@ -67,6 +72,57 @@ TEST(VaneMeta, ShowsAndEditsBextAndIxmlWithoutTouchingTheAudio) {
   EXPECT_EQ(AudioHash(file), audio);
   EXPECT_EQ(Vane("meta " + file + " --set info.TOOLONG=x"), 2);
   EXPECT_EQ(Vane("meta " + (dir / "missing.wav").string()), 1);
+}
+
+// The ds64 form size must follow every append, and the 32-bit fields stay
+// at their RF64 marker.
+void ExpectRf64Consistent(const std::string& file) {
+  const std::vector<std::uint8_t> bytes = vane::test::ReadBytes(file);
+  ASSERT_GE(bytes.size(), 36u);
+  EXPECT_EQ(std::string(bytes.begin(), bytes.begin() + 4), "RF64");
+  EXPECT_EQ(std::string(bytes.begin() + 12, bytes.begin() + 16), "ds64");
+  std::uint64_t riffSize = 0;
+  std::memcpy(&riffSize, bytes.data() + 20, 8);
+  EXPECT_EQ(riffSize + 8, bytes.size()) << "ds64 RIFF size after an edit";
+}
+
+TEST(VaneMeta, EditsRf64FilesKeepingDs64AndTheAudio) {
+  VANE_REQUIRE_TOOL("ffmpeg");
+  VANE_REQUIRE_TOOL("ffprobe");
+  vane::test::ScratchDir dir;
+  const std::string file = (dir / "long.wav").string();
+  ASSERT_EQ(vane::test::RunCommand("ffmpeg -v error -f lavfi -i sine=frequency=440:duration=0.5 -ar 48000 -c:a pcm_s24le"
+                                   " -rf64 always -write_bext 1 -metadata description=Before -metadata title=Take"
+                                   " -y " + file + " </dev/null"),
+            0);
+  const std::string audio = AudioHash(file);
+  std::string json;
+  ASSERT_EQ(Vane("meta " + file + " --json", &json), 0);
+  EXPECT_NE(json.find(R"({"dialect":"info","key":"INAM","value":"Take"})"), std::string::npos) << json;
+  EXPECT_NE(json.find(R"({"dialect":"bext","key":"description","value":"Before"})"), std::string::npos) << json;
+
+  ASSERT_EQ(Vane("meta " + file + " --set bext.description=A-description-longer-than-the-old-one --set ixml.SCENE=7B"
+                 " --set info.INAM=Renamed --add-marker 4800:Slate --add-region 9600+2400:Take --json", &json), 0);
+  EXPECT_NE(json.find(R"({"dialect":"ixml","key":"SCENE","value":"7B"})"), std::string::npos) << json;
+  EXPECT_NE(json.find(R"({"dialect":"info","key":"INAM","value":"Renamed"})"), std::string::npos) << json;
+  EXPECT_NE(json.find(R"({"dialect":"marker","key":"1","value":"Slate","position":4800,"length":-1})"), std::string::npos)
+      << json;
+  ExpectRf64Consistent(file);
+  std::string probe;
+  vane::test::RunCommand("ffprobe -v error -show_entries format_tags -of default=nw=1 " + file, &probe);
+  EXPECT_NE(probe.find("comment=A-description-longer-than-the-old-one"), std::string::npos) << probe;
+  EXPECT_NE(probe.find("title=Renamed"), std::string::npos) << probe;
+  EXPECT_EQ(AudioHash(file), audio);
+
+  ASSERT_EQ(Vane("meta " + file + " --delete bext.description --delete-markers --json", &json), 0);
+  EXPECT_EQ(json.find(R"("dialect":"marker")"), std::string::npos) << json;
+  ExpectRf64Consistent(file);
+  EXPECT_EQ(AudioHash(file), audio);
+  if (vane::test::HaveTool("sox")) {
+    std::string info;
+    vane::test::RunCommand("sox --i -s " + file, &info);
+    EXPECT_EQ(info.substr(0, 5), "24000") << "sox still reads every frame";
+  }
 }
 
 }  // namespace

@@ -193,7 +193,9 @@ HRESULT LoadSummary(HANDLE file, bool wave64, ZOSUMMARY* summary) {
     return ZoSummary_LoadW64(body.data(), got, summary);
   }
   DWORD size = 0;
-  if (FAILED(riff_FindListChunkFromStart(file, ZoFourCC("INFO"), &size))) return S_OK;
+  const HRESULT found = rf64_IsRf64(file) ? rf64_FindListChunk(file, ZoFourCC("INFO"), &size)
+                                           : riff_FindListChunkFromStart(file, ZoFourCC("INFO"), &size);
+  if (FAILED(found)) return S_OK;
   return ZoSummary_Load(file, summary, &size);
 }
 
@@ -211,13 +213,8 @@ HRESULT SaveSummary(const std::u16string& name, bool wave64, const ZOSUMMARY& su
     if (SUCCEEDED(hr)) hr = ZoSummary_SaveW64(&summary, body.data(), &size);
     if (SUCCEEDED(hr)) hr = riff::AppendChunk64(h, kW64_info, body.data(), static_cast<DWORD>(size));
   } else {
-    DWORD riffSize = 0, form = 0, bytes = 0;
-    hr = riff_ReadFileID(h, &riffSize, &form);
-    LARGE_INTEGER end{};
-    end.QuadPart = LONGLONG(riffSize) + 12;
-    if (SUCCEEDED(hr) && !SetFilePointerEx(h, end, nullptr, FILE_BEGIN)) hr = ZOERR_FILE_WRITE;
-    if (SUCCEEDED(hr)) hr = ZoSummary_Save(h, &summary, &bytes);
-    if (SUCCEEDED(hr)) hr = riff_UpdateRIFFSize(h, bytes);
+    // Behind the audio; an RF64 form grows in its ds64 size.
+    hr = riff::WriteSummaryChunk(h, &summary);
   }
   CloseHandle(h);
   return hr;
