@@ -10,6 +10,7 @@
 
 #include "kernel/number_text.h"
 #include "kernel/zoprintf.h"
+#include "platform/wtext.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, size_t size) {
   if (size < 2) return 0;
@@ -32,9 +33,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, size_t size) {
   if (!loaded || isGerman != german) {
     tZOINTERNATIONALS r{};
     ZoLang_GetInternationals(&r, sizeof r);
-    std::memcpy(r.decimal, german ? u"," : u".", 4);
-    std::memcpy(r.thousand, german ? u"." : u",", 4);
-    std::memcpy(r.grouping, german ? u"3;2;0" : u"3;0", 12);
+    ZoWcsCopy(r.decimal, 8, german ? u"," : u".");
+    ZoWcsCopy(r.thousand, 8, german ? u"." : u",");
+    ZoWcsCopy(r.grouping, 16, german ? u"3;2;0" : u"3;0");
     ZoLang_SetInternationals(&r);
     loaded = true;
     isGerman = german;
@@ -57,6 +58,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, size_t size) {
   ZoTextToColorrefToken(format.c_str(), &end);
   if (end < format.c_str() || end > format.c_str() + format.size()) __builtin_trap();
   WCHAR composed[64];
-  ZoComposeStr(composed, capacity < 64 ? capacity : 64, format.c_str(), s, s, s);
+  // The variadic form takes as many arguments as the text names; the array
+  // form checks references against the count given.
+  const WCHAR* const inserts[3] = {s, s, s};
+  ZoComposeStrV(composed, capacity < 64 ? capacity : 64, format.c_str(), 3, inserts);
   return 0;
 }

@@ -3,6 +3,7 @@
 
 #include <cstring>
 #include <string>
+#include <vector>
 
 namespace vane::kernel {
 
@@ -91,6 +92,8 @@ size_t GroupAscii(const char* text, size_t length, const tZOINTERNATIONALS& reco
   while (i < length && (text[i] < '0' || text[i] > '9')) put(WCHAR(text[i++]));
   size_t end = i;
   while (end < length && text[end] >= '0' && text[end] <= '9') ++end;
+  // Like the locale number formatter, leading zeros are not kept.
+  while (end - i > 1 && text[i] == '0') ++i;
   // Group sizes from the "3;2;0" form, from the right.
   int sizes[8];
   int count = 0;
@@ -108,20 +111,28 @@ size_t GroupAscii(const char* text, size_t length, const tZOINTERNATIONALS& reco
   }
   // Mark where separators fall, counting from the right.
   const size_t digits = end - i;
-  bool cutBefore[64] = {};
-  if (count > 0 && digits < 64) {
+  // Most numbers fit the fixed marks; zero padding of a huge width may not.
+  bool fixedMarks[64] = {};
+  std::vector<bool> moreMarks;
+  if (digits >= 64) moreMarks.assign(digits, false);
+  auto mark = [&](size_t k) {
+    if (digits < 64) fixedMarks[k] = true;
+    else moreMarks[k] = true;
+  };
+  auto marked = [&](size_t k) { return digits < 64 ? fixedMarks[k] : bool(moreMarks[k]); };
+  if (count > 0) {
     size_t fromRight = 0;
     for (int k = 0;; ++k) {
       const int size = k < count ? sizes[k] : repeat ? sizes[count - 1] : 0;
       if (size <= 0) break;
       fromRight += size_t(size);
       if (fromRight >= digits) break;
-      cutBefore[digits - fromRight] = true;
+      mark(digits - fromRight);
     }
   }
   const size_t separatorLength = std::char_traits<char16_t>::length(record.thousand);
   for (size_t k = 0; k < digits; ++k) {
-    if (cutBefore[k])
+    if (marked(k))
       for (size_t s = 0; s < separatorLength; ++s) put(record.thousand[s]);
     put(WCHAR(text[i + k]));
   }

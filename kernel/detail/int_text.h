@@ -22,7 +22,7 @@ struct IntSpec {
 // precision + 32); returns its length.
 size_t FormatInteger(char* out, const IntSpec& spec, char conversion, std::uint64_t magnitude, bool negative);
 
-// Digits (and whatever surrounds them: a leading sign or padding, a
+// Digits without their leading zeros (and whatever surrounds them: a sign or padding, a
 // trailing rest) grouped by the record into out; returns the length written,
 // at most capacity - 1, and terminates.
 size_t GroupAscii(const char* text, size_t length, const tZOINTERNATIONALS& record, WCHAR* out, size_t capacity);

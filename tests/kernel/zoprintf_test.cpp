@@ -70,6 +70,7 @@ TEST_F(Formatter, DocumentedForms) {
   EXPECT_EQ(Print(u"$I64u", 1234567ULL), "1234567") << "only plain d and i of 64 bits are grouped";
   EXPECT_EQ(Print(u"$6d|", 1234), "  1,234|") << "the width is the plain text's, grouping comes after";
   EXPECT_EQ(Print(u"%05d", 42), "00042");
+  EXPECT_EQ(Print(u"$05d|$0100d", 42, 1234567), "42|1,234,567") << "the locale form drops zero padding";
   EXPECT_EQ(Print(u"%x %X %o", 255, 255, 8), "ff FF 10");
   EXPECT_EQ(Print(u"$$ %% $x", 255), "$ % ff");
   EXPECT_EQ(Print(u"[%s] [%-4s] [%4s] [%.2s]", u"ab", u"ab", u"ab", u"abc"), "[ab] [ab  ] [  ab] [ab]");
