@@ -21,6 +21,22 @@ constexpr CatalogueEntry kEnglish[] = {
     {kStrOsTooOld, u"This product requires Windows 95 or Windows NT 4.0 or later."},
     {kStrKernelCaption, u"Vane Format Kernel"},
     {kStrKernelTooOld, u"The version of the Orvel Kernel is too old."},
+    {kStrMinusInfinity, u"-Inf."},
+    {kStrError, u"Err."},
+    {kStrDecibelUnit, u" dB"},
+    {kStrSmpteLabel, u"hr%smn%ssc%sfr"},
+    {kStrSmpteLabelFull, u"hours%sminutes%sseconds%sframes"},
+    {kStrMusicLabel, u"mm%sbb%sttt"},
+    {kStrMusicLabelFull, u"measures%sbeats%sticks"},
+    {kStrSizeBytesShort, u"%1 B"},
+    {kStrSizeBytesLong, u"%1 bytes"},
+    {kStrSizeKB, u"%1 KB"},
+    {kStrSizeMB, u"%1 MB"},
+    {kStrSizeGB, u"%1 GB"},
+    {kStrSizeTB, u"%1 TB"},
+    {kStrSizePB, u"%1 PB"},
+    {kStrSizeEB, u"%1 EB"},
+    {kStrSizeBeyond, u"> 9 YB"},
 };
 
 // The built-in source: the handle is the catalogue itself.
@@ -86,6 +102,16 @@ void CloseKernelStrings() {
 bool KernelStringsOpen() {
   std::lock_guard<std::mutex> lock(g_mutex);
   return g_handle != nullptr;
+}
+
+const WCHAR* KernelText(UINT id) {
+  {
+    std::lock_guard<std::mutex> lock(g_mutex);
+    if (g_handle && g_source != &kBuiltInSource)
+      if (const WCHAR* text = g_source->get(g_handle, id); text && *text) return text;
+  }
+  const WCHAR* text = BuiltInKernelString(id);
+  return text ? text : u"";
 }
 
 std::u16string KernelString(UINT id) {

@@ -4,10 +4,13 @@
 #include <cstring>
 #include <string>
 
+#include "kernel/kernel_strings.h"
 #include "kernel/number_text.h"
 #include "kernel/zolang.h"
 #include "kernel/zoprintf.h"
 #include "platform/wtext.h"
+
+using namespace vane::kernel;
 
 namespace {
 
@@ -45,7 +48,7 @@ WCHAR* TempText(size_t count) {
 
 const WCHAR* Labelled(const WCHAR* number, const WCHAR* label) {
   WCHAR* slot = TempText(24);
-  if (!slot) return u"Err.";
+  if (!slot) return KernelText(kStrError);
   size_t n = ZoWcsCopy(slot, 24, number);
   if (label && n + ZoWcsLen(label) < 24) ZoWcsCopy(slot + n, 24 - n, label);
   return slot;
@@ -61,28 +64,29 @@ VANE_EXTERN_C HRESULT ZoFormatFileSize(LONGLONG size, WCHAR* out, size_t capacit
   if (size < 999) {
     WCHAR digits[32];
     ZoLongLongToTextN(size, digits, 32, 0);
-    return ZoComposeStr(out, capacity, longWord ? u"%1 bytes" : u"%1 B", digits);
+    return ZoComposeStr(out, capacity, KernelText(longWord ? kStrSizeBytesLong : kStrSizeBytesShort), digits);
   }
   if (size < 0xF9C00) {
     value = double(size) / double(kKB);
-    unit = u"%1 KB";
+    unit = KernelText(kStrSizeKB);
   } else if (size < 0x3E700000) {
     value = double(size) / double(0x100000);
-    unit = u"%1 MB";
+    unit = KernelText(kStrSizeMB);
   } else if (size < 999 * kGB) {
     value = double(size) / double(kGB);
-    unit = u"%1 GB";
+    unit = KernelText(kStrSizeGB);
   } else if (size < 999 * kTB) {
     value = double(size) / double(kTB);
-    unit = u"%1 TB";
+    unit = KernelText(kStrSizeTB);
   } else if (size < 999 * kPB) {
     value = double(size) / double(kPB);
-    unit = u"%1 PB";
+    unit = KernelText(kStrSizePB);
   } else if (size < LONGLONG(0x7000000000000000)) {
     value = double(size / kPB) / 1024.0;
-    unit = u"%1 EB";
+    unit = KernelText(kStrSizeEB);
   } else {
-    return ZoWcsCopy(out, capacity, u"> 9 YB") < 6 ? ZOERR_BUFFER_TOO_SMALL : S_OK;
+    const WCHAR* beyond = KernelText(kStrSizeBeyond);
+    return ZoWcsCopy(out, capacity, beyond) < ZoWcsLen(beyond) ? ZOERR_BUFFER_TOO_SMALL : S_OK;
   }
   const std::u16string number = SizeNumber(value);
   return ZoComposeStr(out, capacity, unit, number.c_str());
@@ -127,7 +131,7 @@ VANE_EXTERN_C int ZoGetByteSizeText2(LONGLONG size, WCHAR* out) {
 }
 
 VANE_EXTERN_C const WCHAR* ZoGetLabeledStringFixed(LONG value, int decimals, LONG floor, const WCHAR* label) {
-  if (floor != 0 && value <= floor) return u"-Inf.";
+  if (floor != 0 && value <= floor) return KernelText(kStrMinusInfinity);
   WCHAR number[24];
   if (decimals <= 0) {
     ZoCchPrintF(number, 24, u"$d", int(value));
@@ -139,7 +143,7 @@ VANE_EXTERN_C const WCHAR* ZoGetLabeledStringFixed(LONG value, int decimals, LON
 }
 
 VANE_EXTERN_C const WCHAR* ZoGetLabeledStringFloat(float value, int decimals, float floor, const WCHAR* label) {
-  if (floor != 0.0f && value <= floor) return u"-Inf.";
+  if (floor != 0.0f && value <= floor) return KernelText(kStrMinusInfinity);
   WCHAR number[24];
   if (!std::isfinite(value)) {
     ZoWcsCopy(number, 24, std::isnan(value) ? u"NaN" : value > 0 ? u"Inf." : u"-Inf.");
@@ -153,10 +157,10 @@ VANE_EXTERN_C const WCHAR* ZoGetLabeledStringFloat(float value, int decimals, fl
 }
 
 VANE_EXTERN_C const WCHAR* ZoGetdBStringFixed(LONG value, int decimals, LONG floor, BOOL unit) {
-  return ZoGetLabeledStringFixed(value, decimals, floor, unit ? u" dB" : nullptr);
+  return ZoGetLabeledStringFixed(value, decimals, floor, unit ? KernelText(kStrDecibelUnit) : nullptr);
 }
 VANE_EXTERN_C const WCHAR* ZoGetdBStringFloat(float value, int decimals, float floor, BOOL unit) {
-  return ZoGetLabeledStringFloat(value, decimals, floor, unit ? u" dB" : nullptr);
+  return ZoGetLabeledStringFloat(value, decimals, floor, unit ? KernelText(kStrDecibelUnit) : nullptr);
 }
 
 VANE_EXTERN_C int ZoStringReplaceChars(char* text, char from, char to) {

@@ -14,6 +14,7 @@
 
 #include "kernel/detail/int_text.h"
 #include "kernel/detail/text_internal.h"
+#include "kernel/kernel_strings.h"
 #include "kernel/number_text.h"
 #include "platform/wtext.h"
 
@@ -500,15 +501,15 @@ void RegisterKernelTokens(const tZOINTERNATIONALS& r) {
   ZoPrintF_AddToken(u"SMPTE.Whole", whole.c_str());
   ZoPrintF_AddToken(u"SMPTE.NonDrop", nonDrop.c_str());
   ZoPrintF_AddToken(u"SMPTE.Drop", drop.c_str());
-  ZoPrintF_AddToken(u"SMPTE.Label.NonDrop", compose(u"hr%smn%ssc%sfr", whole, whole, nonDrop).c_str());
-  ZoPrintF_AddToken(u"SMPTE.Label.Drop", compose(u"hr%smn%ssc%sfr", whole, whole, drop).c_str());
+  ZoPrintF_AddToken(u"SMPTE.Label.NonDrop", compose(KernelText(kStrSmpteLabel), whole, whole, nonDrop).c_str());
+  ZoPrintF_AddToken(u"SMPTE.Label.Drop", compose(KernelText(kStrSmpteLabel), whole, whole, drop).c_str());
   ZoPrintF_AddToken(u"SMPTE.Label.NonDrop.Full",
-                    compose(u"hours%sminutes%sseconds%sframes", whole, whole, nonDrop).c_str());
-  ZoPrintF_AddToken(u"SMPTE.Label.Drop.Full", compose(u"hours%sminutes%sseconds%sframes", whole, whole, drop).c_str());
+                    compose(KernelText(kStrSmpteLabelFull), whole, whole, nonDrop).c_str());
+  ZoPrintF_AddToken(u"SMPTE.Label.Drop.Full", compose(KernelText(kStrSmpteLabelFull), whole, whole, drop).c_str());
   ZoPrintF_AddToken(u"MusicTime.First", music1.c_str());
   ZoPrintF_AddToken(u"MusicTime.Second", music2.c_str());
-  ZoPrintF_AddToken(u"MusicTime.Label", compose(u"mm%sbb%sttt", music1, music2, u"").c_str());
-  ZoPrintF_AddToken(u"MusicTime.Label.Full", compose(u"measures%sbeats%sticks", music1, music2, u"").c_str());
+  ZoPrintF_AddToken(u"MusicTime.Label", compose(KernelText(kStrMusicLabel), music1, music2, u"").c_str());
+  ZoPrintF_AddToken(u"MusicTime.Label.Full", compose(KernelText(kStrMusicLabelFull), music1, music2, u"").c_str());
 }
 
 }  // namespace vane::kernel

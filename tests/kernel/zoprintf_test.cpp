@@ -15,6 +15,7 @@
 #include <string>
 #include <thread>
 
+#include "kernel/kernel_strings.h"
 #include "kernel/number_text.h"
 #include "kernel/zoprintf.h"
 #include "platform/wtext.h"
@@ -207,6 +208,40 @@ TEST_F(Formatter, SizesAndLabels) {
   EXPECT_EQ(ToUtf8(ZoGetdBStringFloat(-3.0103f, 2, -100.0f, FALSE)), "-3.01");
   EXPECT_EQ(ToUtf8(ZoGetLabeledStringFixed(1234567, 0, 0, u" a label too long to fit")), "1,234,567")
       << "a label that does not fit is left off";
+}
+
+// The texts of labels and sizes come through the kernel's string source, so
+// a language module translates them.
+TEST_F(Formatter, LabelAndSizeTextsFollowTheLanguage) {
+  struct German {
+    static HRESULT Open(void** handle, HMODULE) {
+      *handle = reinterpret_cast<void*>(1);
+      return S_OK;
+    }
+    static const WCHAR* Get(void*, UINT id) {
+      switch (id) {
+        case vane::kernel::kStrMinusInfinity: return u"-Unendl.";
+        case vane::kernel::kStrSizeBytesLong: return u"%1 Byte";
+        case vane::kernel::kStrSmpteLabel: return u"St%sMi%sSe%sBi";
+        default: return nullptr;
+      }
+    }
+    static void Close(void*) {}
+  };
+  static const vane::kernel::KernelStringSource source{&German::Open, &German::Get, &German::Close};
+  vane::kernel::SetKernelStringSource(&source);
+  ASSERT_EQ(vane::kernel::OpenKernelStrings(nullptr), S_OK);
+  ZoLang_LoadInternationals("C");  // the tokens are composed again
+  WCHAR out[32];
+  EXPECT_EQ(ToUtf8(ZoGetdBStringFixed(-100, 0, -100, TRUE)), "-Unendl.");
+  ZoFormatFileSize(5, out, 32, TRUE);
+  EXPECT_EQ(ToUtf8(out), "5 Byte");
+  ZoFormatFileSize(5, out, 32, FALSE);
+  EXPECT_EQ(ToUtf8(out), "5 B") << "a text the module lacks stays English";
+  EXPECT_EQ(Print(u"$(SMPTE.Label.Drop)"), "St:Mi:Se,Bi");
+  vane::kernel::SetKernelStringSource(nullptr);
+  ZoLang_LoadInternationals("C");
+  EXPECT_EQ(ToUtf8(ZoGetdBStringFixed(-100, 0, -100, TRUE)), "-Inf.");
 }
 
 TEST_F(Formatter, ComposeAndHelpers) {
