@@ -88,10 +88,10 @@ HRESULT Disclose(Class* cls, HWND window) {
     if (!ext.empty()) message += u" (" + ext.substr(0, 260) + u")";
     SysFreeString(text);
   } else {
-    message = u"A plug-in could not be made ready.";
+    message = vane::kernel::KernelText(vane::kernel::kStrPluginNotReady);
     style = MB_ICONERROR;
   }
-  ZoKernel_MessageBox(window, message.c_str(), u"Plug-in", style);
+  ZoKernel_MessageBox(window, message.c_str(), vane::kernel::KernelText(vane::kernel::kStrPluginDialog), style);
   return S_OK;
 }
 

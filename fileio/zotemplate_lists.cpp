@@ -15,6 +15,7 @@
 
 #include "fileio/zotemplate.h"
 #include "fileio/zotemplate_cache.h"
+#include "kernel/kernel_strings.h"
 #include "platform/file.h"
 #include "platform/folders.h"
 #include "platform/guid.h"
@@ -27,7 +28,8 @@ namespace {
 
 constexpr DWORD kListHeadSize = 12;
 constexpr DWORD kListVersion = 100;
-constexpr WCHAR kDefaultName[] = u"Default Template";
+// The reserved name, from the kernel's catalogue (a language module may translate it).
+const WCHAR* DefaultName() { return vane::kernel::KernelText(vane::kernel::kStrDefaultTemplate); }
 
 // A read-only stream over the bytes of a template list: Read and Seek work,
 // everything else is refused, and reading at the end is an end of file.
@@ -271,7 +273,7 @@ HRESULT CZoTemplateCache::Build(IZoRenderFileClass* cls) {
       badFiles.push_back(file.string());
       continue;
     }
-    if (std::u16string_view(ZoTemplate_Name(tpl)) == kDefaultName) {
+    if (std::u16string_view(ZoTemplate_Name(tpl)) == DefaultName()) {
       std::free(tpl);
       continue;
     }
@@ -413,7 +415,7 @@ HRESULT ZoFio_GetFilteredTemplateList(IZoFileIOManager* manager, IZoRenderFileCl
   if (SUCCEEDED(hr) && (flags & ZOTEMPLATE_LIST_ADD_DEFAULT)) {
     tagZOTEMPLATExV2* preset = ZoFio_TemplateAt(cache->folders.front().templates, 0);
     tagZOTEMPLATExV2* named = nullptr;
-    if (preset) hr = ZoTemplate_Rebuild(&named, preset, kDefaultName, nullptr, nullptr, 0);
+    if (preset) hr = ZoTemplate_Rebuild(&named, preset, DefaultName(), nullptr, nullptr, 0);
     if (SUCCEEDED(hr) && named) hr = ZoFio_AppendTemplate(list, named);
   }
   for (const auto& node : cache->folders) {

@@ -17,6 +17,9 @@ inline constexpr UINT kStrIncompatibleClient = 100;  // "%s" is the client's nam
 inline constexpr UINT kStrOsTooOld = 101;
 inline constexpr UINT kStrKernelCaption = 102;
 inline constexpr UINT kStrKernelTooOld = 103;
+inline constexpr UINT kStrPluginDialog = 104;      // title of the plug-in problem report
+inline constexpr UINT kStrPluginNotReady = 105;    // the report without a text of the class
+inline constexpr UINT kStrDefaultTemplate = 106;   // the reserved template name
 // Texts of the formatted-text layer (labels, sizes, time-code labels).
 inline constexpr UINT kStrMinusInfinity = 110;     // "-Inf."
 inline constexpr UINT kStrError = 111;             // "Err."
