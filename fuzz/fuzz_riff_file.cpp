@@ -6,10 +6,13 @@
 #include <cstdint>
 #include <cstdlib>
 #include <string>
+#include <vector>
 
 #include "platform/file.h"
 #include "platform/memory.h"
 #include "platform/wtext.h"
+#include "riff/bwf_riff.h"
+#include "riff/meta_cues.h"
 #include "riff/riff_api.h"
 #include "riff/wave_header.h"
 
@@ -38,6 +41,20 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, size_t size) {
   riff64_SeekDataStart(f);
   remaining64 = LONGLONG(size);
   (void)riff64_GetNumListEntries(f, &count, &remaining64);
+  // The ds64 walks of RF64 and BW64: lists, chunks, bext and iXML, cues.
+  (void)rf64_FindListChunk(f, kFourCC_INFO, &chunk);
+  (void)rf64_FindChunkHeader(f, kFourCC_data, &chunk);
+  {
+    _tagZOBWF_Chunk record;
+    BOOL found = FALSE;
+    (void)bwfriff_LoadInfo(f, &record, &found);
+    (void)vane::riff::ReadMarkerSamples(f, false, 48000);
+    static const BYTE body[40] = {'f', 'u', 'z', 'z'};
+    LONGLONG delta = 0;
+    (void)bwfriff_UpdateStreamChunk(BWF_CHUNK_IXML, f, body, (size & 1) ? 40 : 8, &delta);
+    ULONGLONG bytes = 0;
+    (void)bwfriff_DeleteChunk(BWF_CHUNK_BEXT, f, &bytes);
+  }
   riff_SeekDataStart(f);
   ZORIFFDATA block{DWORD((size > 12 ? size - 12 : 0) + (size & 3)), nullptr};
   if (SUCCEEDED(riff_ReadDataAlloc(f, &block)) && block.pData) {
