@@ -83,21 +83,22 @@ void BM_CatToDevNull(benchmark::State& state) {
   state.SetBytesProcessed(std::int64_t(std::filesystem::file_size(File())) * std::int64_t(state.iterations()));
 }
 
-// A 3-hour 48 kHz stereo 16-bit Wave whose data is a hole (silence that
+// A 3-hour 48 kHz stereo 16-bit Wave (the smallest header the writer makes
+// is 46 bytes) whose data is a hole (silence that
 // costs no disk), with its peak file built once.
 const std::string& ThreeHourFile() {
   static const std::string path = [] {
     const std::string p = (std::filesystem::temp_directory_path() / "vane_bench_peaks_3h.wav").string();
     const unsigned long long frames = 3ULL * 3600 * 48000;
     WAVEFORMATEX wfx{1, 2, 48000, 192000, 4, 16, 0};
-    if (!std::filesystem::exists(p) || std::filesystem::file_size(p) != 44 + frames * 4) {
+    if (!std::filesystem::exists(p) || std::filesystem::file_size(p) != 46 + frames * 4) {
       FILE* f = std::fopen(p.c_str(), "wb");
       if (!f) return std::string();
       std::fclose(f);
-      std::filesystem::resize_file(p, 44 + frames * 4);
+      std::filesystem::resize_file(p, 46 + frames * 4);
       const std::u16string name = vane::platform::FromUtf8(p);
       HANDLE h = CreateFileW(name.c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, 0, nullptr);
-      if (h == INVALID_HANDLE_VALUE || FAILED(ZoInsertWavHeader(h, &wfx, DWORD(frames * 4), 44))) return std::string();
+      if (h == INVALID_HANDLE_VALUE || FAILED(ZoInsertWavHeader(h, &wfx, DWORD(frames * 4), 46))) return std::string();
       CloseHandle(h);
     }
     return p;
