@@ -10,6 +10,7 @@
 #include <limits>
 #include <string>
 
+#include "kernel/detail/text_internal.h"
 #include "kernel/zoprintf.h"
 
 namespace {
@@ -45,17 +46,6 @@ constexpr Row kRows[20] = {
     {u"%02u$:%02u$:%02u", u"%02u$:%02u$:%02u"},                    // 19 compact time
 };
 
-DWORD SmpteTypeOfFormat(DWORD format) {
-  switch (format) {
-    case ZOPOSFMT_SMPTE_2997: return ZOSMPTE_2997;
-    case ZOPOSFMT_SMPTE_30: return ZOSMPTE_30;
-    case ZOPOSFMT_SMPTE_2997_DROP: return ZOSMPTE_2997_DROP;
-    case ZOPOSFMT_SMPTE_25: return ZOSMPTE_25;
-    case ZOPOSFMT_SMPTE_24: return ZOSMPTE_24;
-    case ZOPOSFMT_SMPTE_23976: return ZOSMPTE_23976;
-    default: return ZOSMPTE_TIME;
-  }
-}
 
 // Appends formatted text, as much as the room allows.
 class Out {
@@ -146,7 +136,7 @@ std::u16string Render(const _zoposfmt* fmt, ZoNanoTime time, DWORD flags, LPCWST
     case ZOPOSFMT_SMPTE_24:
     case ZOPOSFMT_SMPTE_23976: {
       _smpteval v{};
-      v.type = SmpteTypeOfFormat(format);
+      v.type = vane::kernel::SmpteTypeOfFormat(format);
       ZOSMPTE_NanoToSMPTE(&v, m);
       out.Print(pattern, unsigned(v.hours), unsigned(v.minutes), unsigned(v.seconds), unsigned(v.frames));
       break;

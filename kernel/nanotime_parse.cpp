@@ -160,17 +160,6 @@ LONGLONG IntegerOf(LPCWSTR text, LPCWSTR* end) {
 
 double SecondsPerBeat(const _zoposfmt* fmt) { return fmt->beatsPerMinute > 0 ? 60.0 / fmt->beatsPerMinute : 0.0; }
 
-DWORD SmpteTypeOfFormat(DWORD format) {
-  switch (format) {
-    case ZOPOSFMT_SMPTE_2997: return ZOSMPTE_2997;
-    case ZOPOSFMT_SMPTE_30: return ZOSMPTE_30;
-    case ZOPOSFMT_SMPTE_2997_DROP: return ZOSMPTE_2997_DROP;
-    case ZOPOSFMT_SMPTE_25: return ZOSMPTE_25;
-    case ZOPOSFMT_SMPTE_24: return ZOSMPTE_24;
-    case ZOPOSFMT_SMPTE_23976: return ZOSMPTE_23976;
-    default: return ZOSMPTE_TIME;
-  }
-}
 
 }  // namespace
 
@@ -328,7 +317,7 @@ ZoNanoTime ZoTextToNanoTimeToken2(LPCWSTR text, const _zoposfmt* fmt, ZoNanoTime
       Groups(p, &stop);
       const std::u16string token(p, size_t(stop - p));
       _smpteval v{};
-      v.type = SmpteTypeOfFormat(fmt->format);
+      v.type = vane::kernel::SmpteTypeOfFormat(fmt->format);
       ZOSMPTE_TextToSMPTE(token.c_str(), &v);
       t = ZOSMPTE_SMPTEToNanos(&v);
       break;

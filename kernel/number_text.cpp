@@ -283,6 +283,7 @@ T ParseHex(const WCHAR* text, const WCHAR** end) {
 }
 
 // Ex rule: 0 with something other than blanks after it is the default.
+
 template <typename T>
 T Ex(T value, T def, T minimum, T maximum, const WCHAR* stop, const WCHAR** end) {
   SetEnd(end, stop);
@@ -290,6 +291,14 @@ T Ex(T value, T def, T minimum, T maximum, const WCHAR* stop, const WCHAR** end)
   if (value < minimum) value = minimum;
   if (value > maximum) value = maximum;
   return value;
+}
+
+// The Ex form of a token parser.
+template <typename T>
+T ExOf(T (*parse)(const WCHAR*, const WCHAR**), const WCHAR* text, T def, T minimum, T maximum, const WCHAR** end) {
+  const WCHAR* stop = nullptr;
+  const T value = parse(text, &stop);
+  return Ex(value, def, minimum, maximum, stop, end);
 }
 
 }  // namespace
@@ -364,50 +373,34 @@ VANE_EXTERN_C COLORREF ZoTextToColorrefToken(const WCHAR* text, const WCHAR** en
 
 VANE_EXTERN_C DWORD ZoTextToDWordTokenEx(const WCHAR* text, DWORD def, DWORD minimum, DWORD maximum,
                                          const WCHAR** end) {
-  const WCHAR* stop = nullptr;
-  const auto value = ZoTextToDWordToken(text, &stop);
-  return Ex(value, def, minimum, maximum, stop, end);
+  return ExOf(ZoTextToDWordToken, text, def, minimum, maximum, end);
 }
 VANE_EXTERN_C DWORDLONG ZoTextToDWordLongTokenEx(const WCHAR* text, DWORDLONG def, DWORDLONG minimum,
                                                  DWORDLONG maximum, const WCHAR** end) {
-  const WCHAR* stop = nullptr;
-  const auto value = ZoTextToDWordLongToken(text, &stop);
-  return Ex(value, def, minimum, maximum, stop, end);
+  return ExOf(ZoTextToDWordLongToken, text, def, minimum, maximum, end);
 }
 VANE_EXTERN_C LONG ZoTextToLongTokenEx(const WCHAR* text, LONG def, LONG minimum, LONG maximum, const WCHAR** end) {
-  const WCHAR* stop = nullptr;
-  const auto value = ZoTextToLongToken(text, &stop);
-  return Ex(value, def, minimum, maximum, stop, end);
+  return ExOf(ZoTextToLongToken, text, def, minimum, maximum, end);
 }
 VANE_EXTERN_C LONGLONG ZoTextToLongLongTokenEx(const WCHAR* text, LONGLONG def, LONGLONG minimum, LONGLONG maximum,
                                                const WCHAR** end) {
-  const WCHAR* stop = nullptr;
-  const auto value = ZoTextToLongLongToken(text, &stop);
-  return Ex(value, def, minimum, maximum, stop, end);
+  return ExOf(ZoTextToLongLongToken, text, def, minimum, maximum, end);
 }
 VANE_EXTERN_C double ZoTextToDoubleTokenEx(const WCHAR* text, double def, double minimum, double maximum,
                                            const WCHAR** end) {
-  const WCHAR* stop = nullptr;
-  const auto value = ZoTextToDoubleToken(text, &stop);
-  return Ex(value, def, minimum, maximum, stop, end);
+  return ExOf(ZoTextToDoubleToken, text, def, minimum, maximum, end);
 }
 VANE_EXTERN_C DWORD ZoHexToDWordTokenEx(const WCHAR* text, DWORD def, DWORD minimum, DWORD maximum,
                                         const WCHAR** end) {
-  const WCHAR* stop = nullptr;
-  const auto value = ZoHexToDWordToken(text, &stop);
-  return Ex(value, def, minimum, maximum, stop, end);
+  return ExOf(ZoHexToDWordToken, text, def, minimum, maximum, end);
 }
 VANE_EXTERN_C DWORDLONG ZoHexToDWordLongTokenEx(const WCHAR* text, DWORDLONG def, DWORDLONG minimum,
                                                 DWORDLONG maximum, const WCHAR** end) {
-  const WCHAR* stop = nullptr;
-  const auto value = ZoHexToDWordLongToken(text, &stop);
-  return Ex(value, def, minimum, maximum, stop, end);
+  return ExOf(ZoHexToDWordLongToken, text, def, minimum, maximum, end);
 }
 VANE_EXTERN_C COLORREF ZoTextToColorrefTokenEx(const WCHAR* text, COLORREF def, COLORREF minimum, COLORREF maximum,
                                                const WCHAR** end) {
-  const WCHAR* stop = nullptr;
-  const auto value = ZoTextToColorrefToken(text, &stop);
-  return Ex(value, def, minimum, maximum, stop, end);
+  return ExOf(ZoTextToColorrefToken, text, def, minimum, maximum, end);
 }
 
 VANE_EXTERN_C int ZoColorrefToTextEx(COLORREF color, WCHAR* out, size_t capacity, DWORD flags) {

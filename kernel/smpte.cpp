@@ -4,6 +4,8 @@
 #include <cmath>
 #include <cstdint>
 
+#include "kernel/detail/text_internal.h"
+#include "kernel/nanotime.h"
 #include "platform/wtext.h"
 
 namespace {
@@ -235,3 +237,19 @@ int ZOSMPTE_ParseDropWord(LPCWSTR text) {
     if (ZoWcsICmp(text, w) == 0) return 1;
   return -1;
 }
+
+namespace vane::kernel {
+
+DWORD SmpteTypeOfFormat(DWORD format) {
+  switch (format) {
+    case ZOPOSFMT_SMPTE_2997: return ZOSMPTE_2997;
+    case ZOPOSFMT_SMPTE_30: return ZOSMPTE_30;
+    case ZOPOSFMT_SMPTE_2997_DROP: return ZOSMPTE_2997_DROP;
+    case ZOPOSFMT_SMPTE_25: return ZOSMPTE_25;
+    case ZOPOSFMT_SMPTE_24: return ZOSMPTE_24;
+    case ZOPOSFMT_SMPTE_23976: return ZOSMPTE_23976;
+    default: return ZOSMPTE_TIME;
+  }
+}
+
+}  // namespace vane::kernel

@@ -20,6 +20,9 @@ void RegisterKernelTokens(const tZOINTERNATIONALS& record);
 // Text that is not a number comes back unchanged.
 std::u16string LocaleNumber(std::u16string_view digits, int decimals, bool grouping);
 
+// The time code type behind a format row (ZOSMPTE_TIME for the other rows).
+DWORD SmpteTypeOfFormat(DWORD format);
+
 // The record's thousand separator (not an index of ZoGetInat).
 void ThousandSeparator(WCHAR* out, size_t capacity);
 

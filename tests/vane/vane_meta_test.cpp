@@ -23,20 +23,32 @@ std::string AudioHash(const std::string& file) {
   return md5;
 }
 
+// A half-second broadcast wave by ffmpeg with a description and a title;
+// `options` adds encoder options. Returns its name ("" when ffmpeg failed).
+std::string MakeTake(const vane::test::ScratchDir& dir, const std::string& name, const std::string& options) {
+  const std::string file = (dir / name).string();
+  const int rc = vane::test::RunCommand("ffmpeg -v error -f lavfi -i sine=frequency=440:duration=0.5 -ar 48000 " + options +
+                                        " -write_bext 1 -metadata description=Before -metadata title=Take -y " + file +
+                                        " </dev/null");
+  return rc == 0 ? file : std::string();
+}
+
+// The items every take starts with.
+void ExpectTakeItems(const std::string& json) {
+  EXPECT_NE(json.find(R"({"dialect":"info","key":"INAM","value":"Take"})"), std::string::npos) << json;
+  EXPECT_NE(json.find(R"({"dialect":"bext","key":"description","value":"Before"})"), std::string::npos) << json;
+}
+
 TEST(VaneMeta, ShowsAndEditsBextAndIxmlWithoutTouchingTheAudio) {
   VANE_REQUIRE_TOOL("ffmpeg");
   VANE_REQUIRE_TOOL("ffprobe");
   vane::test::ScratchDir dir;
-  const std::string file = (dir / "take.wav").string();
-  ASSERT_EQ(vane::test::RunCommand("ffmpeg -v error -f lavfi -i sine=frequency=440:duration=0.5 -ar 48000 -write_bext 1"
-                                   " -metadata description=Before -metadata originator=Recorder -metadata title=Take"
-                                   " -y " + file + " </dev/null"),
-            0);
+  const std::string file = MakeTake(dir, "take.wav", "-metadata originator=Recorder");
+  ASSERT_FALSE(file.empty());
   const std::string audio = AudioHash(file);
   std::string json;
   ASSERT_EQ(Vane("meta " + file + " --json", &json), 0);
-  EXPECT_NE(json.find(R"({"dialect":"info","key":"INAM","value":"Take"})"), std::string::npos) << json;
-  EXPECT_NE(json.find(R"({"dialect":"bext","key":"description","value":"Before"})"), std::string::npos) << json;
+  ExpectTakeItems(json);
   EXPECT_NE(json.find(R"("sample_rate":48000)"), std::string::npos) << json;
 
   ASSERT_EQ(Vane("meta " + file + " --set bext.description=After --set ixml.SCENE=12A --set ixml.SPEED/TIMECODE_RATE=25/1"
@@ -90,16 +102,12 @@ TEST(VaneMeta, EditsRf64FilesKeepingDs64AndTheAudio) {
   VANE_REQUIRE_TOOL("ffmpeg");
   VANE_REQUIRE_TOOL("ffprobe");
   vane::test::ScratchDir dir;
-  const std::string file = (dir / "long.wav").string();
-  ASSERT_EQ(vane::test::RunCommand("ffmpeg -v error -f lavfi -i sine=frequency=440:duration=0.5 -ar 48000 -c:a pcm_s24le"
-                                   " -rf64 always -write_bext 1 -metadata description=Before -metadata title=Take"
-                                   " -y " + file + " </dev/null"),
-            0);
+  const std::string file = MakeTake(dir, "long.wav", "-c:a pcm_s24le -rf64 always");
+  ASSERT_FALSE(file.empty());
   const std::string audio = AudioHash(file);
   std::string json;
   ASSERT_EQ(Vane("meta " + file + " --json", &json), 0);
-  EXPECT_NE(json.find(R"({"dialect":"info","key":"INAM","value":"Take"})"), std::string::npos) << json;
-  EXPECT_NE(json.find(R"({"dialect":"bext","key":"description","value":"Before"})"), std::string::npos) << json;
+  ExpectTakeItems(json);
 
   ASSERT_EQ(Vane("meta " + file + " --set bext.description=A-description-longer-than-the-old-one --set ixml.SCENE=7B"
                  " --set info.INAM=Renamed --add-marker 4800:Slate --add-region 9600+2400:Take --json", &json), 0);
