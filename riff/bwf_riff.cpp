@@ -252,13 +252,22 @@ HRESULT LoadInfo(HANDLE file, _tagZOBWF_Chunk* record, BOOL* found) {
 
 template <typename Layer>
 HRESULT Append(HANDLE file, typename Layer::Id id, ULONGLONG riffEnd, const void* data, DWORD size, LONGLONG* delta) {
+  // A form size that claims more than the file holds would put the chunk far
+  // behind the end (a huge sparse file): the chunk goes at the end, aligned.
+  static const BYTE zeros[8] = {};
+  const std::int64_t length = FileLength(file);
+  DWORD lead = 0;
+  if (length >= 0 && riffEnd > ULONGLONG(length)) {
+    riffEnd = ULONGLONG(length);
+    lead = DWORD((Layer::kAlign - riffEnd % Layer::kAlign) % Layer::kAlign);
+  }
   if (!FileSeek(file, static_cast<std::int64_t>(riffEnd), FILE_BEGIN)) return ZOERR_FILE_WRITE;
+  if (lead && !FileWriteExact(file, zeros, lead)) return ZOERR_FILE_WRITE;
   VANE_RETURN_IF_FAILED(Layer::WriteHeader(file, id, size));
   if (size && !FileWriteExact(file, data, size)) return ZOERR_FILE_WRITE;
   const DWORD pad = (Layer::kAlign - (static_cast<DWORD>(Layer::kHeader) + size) % Layer::kAlign) % Layer::kAlign;
-  static const BYTE zeros[8] = {};
   if (pad && !FileWriteExact(file, zeros, pad)) return ZOERR_FILE_WRITE;
-  const LONGLONG grown = Layer::kHeader + size + pad;
+  const LONGLONG grown = Layer::kHeader + size + pad + lead;
   if (delta) *delta = grown;
   return Layer::Grow(file, grown);
 }

@@ -57,6 +57,11 @@ HRESULT ReadForm(HANDLE file, Form* form) {
     VANE_RETURN_IF_FAILED(riff_ReadFileID(file, &riffSize, &type));
     // The read size leaves out the form type: the RIFF ends 12 bytes further.
     form->end = std::int64_t(riffSize) + 12;
+    // A RIFF size that claims more than the file holds ends the form at the
+    // file's end (on an even offset): appends never land far behind it.
+    std::int64_t fileSize = 0;
+    if (!FileSeek(file, 0, FILE_END, &fileSize)) return ZOERR_FILE_READ;
+    if (form->end > fileSize) form->end = fileSize + (fileSize & 1);
     form->ds64 = false;
     return S_OK;
   }
@@ -125,8 +130,12 @@ HRESULT AppendChunk64(HANDLE file, const GUID& id, const void* body, DWORD size)
   GUID form{};
   if (!FileSeek(file, 0, FILE_BEGIN)) return ZOERR_FILE_READ;
   VANE_RETURN_IF_FAILED(riff64_ReadFileID(file, &riffSize, &form));
-  // The read size leaves out the 40-byte head of the form.
-  if (!FileSeek(file, std::int64_t(riffSize) + 40, FILE_BEGIN)) return ZOERR_FILE_WRITE;
+  // The read size leaves out the 40-byte head of the form; a size beyond the
+  // file ends it at the file's end, rounded up to 8.
+  std::int64_t end = std::int64_t(std::min<ULONGLONG>(riffSize, ULONGLONG(1) << 62)) + 40, fileSize = 0;
+  if (!FileSeek(file, 0, FILE_END, &fileSize)) return ZOERR_FILE_READ;
+  if (end > fileSize) end = (fileSize + 7) & ~std::int64_t(7);
+  if (!FileSeek(file, end, FILE_BEGIN)) return ZOERR_FILE_WRITE;
   VANE_RETURN_IF_FAILED(riff64_WriteChunkHeader(file, &id, size));
   if (size && !FileWriteExact(file, body, size)) return ZOERR_FILE_WRITE;
   static const BYTE zeros[8] = {};

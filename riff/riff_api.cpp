@@ -83,8 +83,12 @@ HRESULT riff_UpdateRIFFSize(HANDLE file, LONGLONG delta) {
     const LONGLONG grown = LONGLONG(old) + delta;
     if (grown >= 0 && grown > 0xFFFFFFF7LL) {
       // Keep the file within the 32-bit limit: cut it back to what the old
-      // size field describes.
-      if (FileSeek(file, LONGLONG(old) + 8, FILE_BEGIN)) FileTruncate(file);
+      // size field describes. A size field that lies beyond the file's end
+      // never makes the file longer.
+      std::int64_t length = 0;
+      if (FileSeek(file, 0, FILE_END, &length) && LONGLONG(old) + 8 < length &&
+          FileSeek(file, LONGLONG(old) + 8, FILE_BEGIN))
+        FileTruncate(file);
       hr = ZOERR_FILE_TOO_LARGE;
     } else {
       detail::PutLe32(b, DWORD(std::uint64_t(grown)));  // a negative sum wraps

@@ -7,6 +7,7 @@
 
 #include <cstring>
 #include <string>
+#include <vector>
 
 #include "riff/bwf_riff.h"
 #include "riff/riff_api.h"
@@ -209,6 +210,25 @@ TEST(BwfUpdate, BareFileGetsBothChunksAppendedAndSoxStillReadsIt) {
   if (vane::test::HaveTool("sox")) {
     EXPECT_EQ(vane::test::RunCommand("sox --i " + file.string()), 0);
   }
+}
+
+// A RIFF size that claims 4 GB (a crashed recording) must not turn an append
+// into a chunk 4 GB away or a file grown to match the lie.
+TEST(BwfUpdate, ALyingFormSizeNeverGrowsTheFileToIt) {
+  vane::test::ScratchDir dir;
+  const fs::path file = dir / "crashed.wav";
+  std::vector<std::uint8_t> bytes = MakeWave(100, {});
+  const std::uint32_t lie = 0xFFFFFFF0u;
+  std::memcpy(bytes.data() + 4, &lie, 4);
+  vane::test::WriteBytes(file, bytes);
+  {
+    Handle h(file, true);
+    LONGLONG delta = 0;
+    (void)bwfriff_UpdateStreamChunk(BWF_CHUNK_IXML, h.get(), "<BWFXML/>", 9, &delta);
+  }
+  const size_t after = vane::test::ReadBytes(file).size();
+  EXPECT_LE(after, bytes.size() + 64) << "the append landed at the file's end";
+  EXPECT_GE(after, bytes.size());
 }
 
 TEST(BwfUpdate, Wave64RoundTripThroughTheUpdateRule) {
