@@ -35,6 +35,22 @@ inline V Min(V a, V b) { return b < a ? b : a; }
 template <typename V>
 inline V Max(V a, V b) { return a < b ? b : a; }
 
+// The samples left after the whole rounds go into the first lanes; then the
+// 16 lanes fold into their channels. channels divides 16, so it is a power of
+// two: a lane's channel is a mask away.
+template <typename T>
+void FoldLanes(const T* rest, size_t count, WORD channels, T* lmn, T* lmx, T* mn, T* mx) {
+  for (size_t l = 0; l < count; ++l) {
+    lmn[l] = Min(lmn[l], rest[l]);
+    lmx[l] = Max(lmx[l], rest[l]);
+  }
+  const size_t mask = size_t(channels) - 1;
+  for (size_t l = 0; l < 16; ++l) {
+    mn[l & mask] = Min(mn[l & mask], lmn[l]);
+    mx[l & mask] = Max(mx[l & mask], lmx[l]);
+  }
+}
+
 // Interleaved samples folded into 16 lanes; with 1, 2, 4, 8 or 16 channels
 // lane l always carries channel l % channels, and the fixed-width inner loop
 // is one the compiler turns into vector min/max.
@@ -49,16 +65,7 @@ void ScanLanes(const T* s, size_t samples, WORD channels, T* mn, T* mx) {
       lmn[l] = Min(lmn[l], s[i + l]);
       lmx[l] = Max(lmx[l], s[i + l]);
     }
-  for (size_t l = 0; i < samples; ++i, ++l) {
-    lmn[l] = Min(lmn[l], s[i]);
-    lmx[l] = Max(lmx[l], s[i]);
-  }
-  // channels divides 16, so it is a power of two: the lane's channel is a mask away.
-  const size_t mask = size_t(channels) - 1;
-  for (size_t l = 0; l < kLanes; ++l) {
-    mn[l & mask] = Min(mn[l & mask], lmn[l]);
-    mx[l & mask] = Max(mx[l & mask], lmx[l]);
-  }
+  FoldLanes(s + i, samples - i, channels, lmn, lmx, mn, mx);
 }
 
 // 16-bit samples, the common case, with SSE2 min/max of eight lanes at a
@@ -82,16 +89,7 @@ void ScanLanes<std::int16_t>(const std::int16_t* s, size_t samples, WORD channel
   _mm_store_si128(reinterpret_cast<__m128i*>(lmn + 8), mn1);
   _mm_store_si128(reinterpret_cast<__m128i*>(lmx), mx0);
   _mm_store_si128(reinterpret_cast<__m128i*>(lmx + 8), mx1);
-  for (size_t l = 0; i < samples; ++i, ++l) {
-    lmn[l] = Min(lmn[l], s[i]);
-    lmx[l] = Max(lmx[l], s[i]);
-  }
-  // channels divides 16, so it is a power of two: the lane's channel is a mask away.
-  const size_t mask = size_t(channels) - 1;
-  for (size_t l = 0; l < kLanes; ++l) {
-    mn[l & mask] = Min(mn[l & mask], lmn[l]);
-    mx[l & mask] = Max(mx[l & mask], lmx[l]);
-  }
+  FoldLanes(s + i, samples - i, channels, lmn, lmx, mn, mx);
 }
 
 template <typename Src>
